@@ -45,6 +45,6 @@ cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo
 cmake --build "$build" -j "$jobs"
 
 case "$job" in
-run) "$build/Host/aehost" ;;
+run) "$build/bin/aehost" ;;
 test) ctest --test-dir "$build" --output-on-failure -j "$jobs" ;;
 esac

@@ -1,0 +1,374 @@
+#include "EffectHost.h"
+
+#include <cmath>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <stdexcept>
+
+namespace Brindel::Host {
+
+namespace {
+
+EffectHost* sActive = nullptr;
+
+// Host time: frame 0 of a 24 frames-per-second composition.
+constexpr A_u_long kTimeScale = 24;
+constexpr A_long kTimeStep = 1;
+
+// A handle is a pointer to the block's pointer, as the host's handles are.
+struct HandleBlock {
+    void* data;
+    A_HandleSize size;
+};
+
+A_Err notProvided() {
+    return A_Err_GENERIC;
+}
+
+A_Err getEffectLayer(PF_ProgPtr, AEGP_LayerH*) {
+    return notProvided();
+}
+A_Err getNewEffectForEffect(AEGP_PluginID, PF_ProgPtr, AEGP_EffectRefH*) {
+    return notProvided();
+}
+A_Err getCompNumLayers(struct _AEGP_CompH*, A_long*) {
+    return notProvided();
+}
+A_Err getFirstProjItem(struct _AEGP_ProjectH*, struct _AEGP_ItemH**) {
+    return notProvided();
+}
+SPErr getSupplier(DRAWBOT_DrawRef, DRAWBOT_SupplierRef*) {
+    return notProvided();
+}
+SPErr getSurface(DRAWBOT_DrawRef, DRAWBOT_SurfaceRef*) {
+    return notProvided();
+}
+
+template <typename Table> void fillAnsi(Table& t) {
+    t.atan = [](A_FpLong x) { return std::atan(x); };
+    t.atan2 = [](A_FpLong y, A_FpLong x) { return std::atan2(y, x); };
+    t.ceil = [](A_FpLong x) { return std::ceil(x); };
+    t.cos = [](A_FpLong x) { return std::cos(x); };
+    t.exp = [](A_FpLong x) { return std::exp(x); };
+    t.fabs = [](A_FpLong x) { return std::fabs(x); };
+    t.floor = [](A_FpLong x) { return std::floor(x); };
+    t.fmod = [](A_FpLong x, A_FpLong y) { return std::fmod(x, y); };
+    t.hypot = [](A_FpLong x, A_FpLong y) { return std::hypot(x, y); };
+    t.log = [](A_FpLong x) { return std::log(x); };
+    t.log10 = [](A_FpLong x) { return std::log10(x); };
+    t.pow = [](A_FpLong x, A_FpLong y) { return std::pow(x, y); };
+    t.sin = [](A_FpLong x) { return std::sin(x); };
+    t.sqrt = [](A_FpLong x) { return std::sqrt(x); };
+    t.tan = [](A_FpLong x) { return std::tan(x); };
+    t.asin = [](A_FpLong x) { return std::asin(x); };
+    t.acos = [](A_FpLong x) { return std::acos(x); };
+}
+
+} // namespace
+
+EffectHost::EffectHost(const std::string& pluginPath) {
+    if (sActive) {
+        throw std::logic_error("only one effect host can be active at a time");
+    }
+
+    fillAnsi(mUtils.ansi);
+    mUtils.ansi.sprintf = &EffectHost::ansiSprintf;
+    mUtils.ansi.strcpy = &EffectHost::ansiStrcpy;
+    fillAnsi(mAnsiSuite);
+    mAnsiSuite.sprintf = &EffectHost::ansiSprintf;
+    mAnsiSuite.strcpy = &EffectHost::ansiStrcpy;
+
+    mHandleSuite = {&EffectHost::newHandle,     &EffectHost::lockHandle, &EffectHost::unlockHandle,
+                    &EffectHost::disposeHandle, &EffectHost::handleSize, &EffectHost::resizeHandle};
+    mInterfaceSuite = {&getEffectLayer, &getNewEffectForEffect};
+    mLayerSuite = {&getCompNumLayers};
+    mItemSuite = {&getFirstProjItem};
+    mDrawSuite = {&getSupplier, &getSurface};
+
+    mSuites.add(kPFANSISuite, kPFANSISuiteVersion1, &mAnsiSuite);
+    mSuites.add(kPFHandleSuite, kPFHandleSuiteVersion1, &mHandleSuite);
+    mSuites.add(kAEGPPFInterfaceSuite, kAEGPPFInterfaceSuiteVersion1, &mInterfaceSuite);
+    mSuites.add(kAEGPLayerSuite, kAEGPLayerSuiteVersion5, &mLayerSuite);
+    mSuites.add(kAEGPItemSuite, kAEGPItemSuiteVersion6, &mItemSuite);
+    mSuites.add(kDRAWBOT_DrawSuite, kDRAWBOT_DrawSuite_Version1, &mDrawSuite);
+    mSuites.add(kDRAWBOT_SupplierSuite, kDRAWBOT_SupplierSuite_Version1, &mDrawbotTokens[0]);
+    mSuites.add(kDRAWBOT_SurfaceSuite, kDRAWBOT_SurfaceSuite_Version2, &mDrawbotTokens[1]);
+    mSuites.add(kDRAWBOT_PathSuite, kDRAWBOT_PathSuite_Version1, &mDrawbotTokens[2]);
+
+    mInData.inter.checkout_param = &EffectHost::checkoutParam;
+    mInData.inter.checkin_param = &EffectHost::checkinParam;
+    mInData.inter.add_param = &EffectHost::addParam;
+    mInData.inter.abort = &EffectHost::abortCheck;
+    mInData.inter.progress = &EffectHost::progress;
+    mInData.utils = &mUtils;
+    mInData.effect_ref = reinterpret_cast<PF_ProgPtr>(this);
+    mInData.quality = PF_Quality_HI;
+    mInData.version = {13, 28};
+    mInData.current_time = 0;
+    mInData.time_step = kTimeStep;
+    mInData.local_time_step = kTimeStep;
+    mInData.total_time = kTimeStep;
+    mInData.time_scale = kTimeScale;
+    mInData.field = PF_Field_FRAME;
+    mInData.downsample_x = {1, 1};
+    mInData.downsample_y = {1, 1};
+    mInData.pixel_aspect_ratio = {1, 1};
+    mInData.pica_basicP = mSuites.basicSuite();
+
+    // Parameter 0 is the input layer.
+    PF_ParamDef layer{};
+    layer.param_type = PF_Param_LAYER;
+    mParams.push_back(layer);
+
+    sActive = this;
+    try {
+        mModule = std::make_unique<PluginModule>(pluginPath);
+    } catch (...) {
+        sActive = nullptr;
+        throw;
+    }
+}
+
+EffectHost::~EffectHost() {
+    mModule.reset();
+    for (PF_Handle handle : mHandles) {
+        HandleBlock* block = reinterpret_cast<HandleBlock*>(handle);
+        std::free(block->data);
+        delete block;
+    }
+    sActive = nullptr;
+}
+
+EffectHost* EffectHost::active() {
+    return sActive;
+}
+
+PF_Err EffectHost::send(PF_Cmd cmd, void* extra, PF_LayerDef* output) {
+    {
+        std::lock_guard<std::mutex> lock(mMutex);
+        mParamPointers.clear();
+        for (PF_ParamDef& def : mParams) {
+            mParamPointers.push_back(&def);
+        }
+    }
+    return mModule->entry()(cmd, &mInData, &mOutData, mParamPointers.data(), output, extra);
+}
+
+PF_Err EffectHost::preRender(PF_PreRenderInput& input, PF_PreRenderOutput& output) {
+    PF_PreRenderCallbacks callbacks{&EffectHost::checkoutLayer};
+    PF_PreRenderExtra extra{&input, &output, &callbacks};
+    return send(PF_Cmd_SMART_PRE_RENDER, &extra);
+}
+
+void EffectHost::fail(Callback callback, PF_Err code) {
+    std::lock_guard<std::mutex> lock(mMutex);
+    mFaults[index(callback)] = code;
+}
+
+void EffectHost::raise(Callback callback, std::exception_ptr error) {
+    std::lock_guard<std::mutex> lock(mMutex);
+    mRaises[index(callback)] = std::move(error);
+}
+
+void EffectHost::clearFaults() {
+    std::lock_guard<std::mutex> lock(mMutex);
+    mFaults.fill(PF_Err_NONE);
+    mRaises.fill(nullptr);
+    mSuites.clearFaults();
+}
+
+PF_Err EffectHost::fault(Callback callback) {
+    ++mCalls[index(callback)];
+    std::exception_ptr error;
+    PF_Err code;
+    {
+        std::lock_guard<std::mutex> lock(mMutex);
+        error = mRaises[index(callback)];
+        code = mFaults[index(callback)];
+    }
+    if (error) {
+        std::rethrow_exception(error);
+    }
+    return code;
+}
+
+std::vector<PF_ParamDef> EffectHost::addedParams() const {
+    std::lock_guard<std::mutex> lock(mMutex);
+    return {mParams.begin() + 1, mParams.end()};
+}
+
+void EffectHost::setParamValue(PF_ParamIndex index, double value) {
+    std::lock_guard<std::mutex> lock(mMutex);
+    mParamValues[index] = value;
+}
+
+std::vector<EffectHost::LayerCheckout> EffectHost::layerCheckouts() const {
+    std::lock_guard<std::mutex> lock(mMutex);
+    return mLayerCheckouts;
+}
+
+size_t EffectHost::liveHandles() const {
+    std::lock_guard<std::mutex> lock(mMutex);
+    return mHandles.size();
+}
+
+// ---- Interact callbacks ----
+
+PF_Err EffectHost::addParam(PF_ProgPtr ref, PF_ParamIndex index, PF_ParamDefPtr def) {
+    EffectHost* self = active();
+    if (!self || ref != self->mInData.effect_ref || !def) {
+        return PF_Err_BAD_CALLBACK_PARAM;
+    }
+    if (const PF_Err err = self->fault(Callback::AddParam)) {
+        return err;
+    }
+    std::lock_guard<std::mutex> lock(self->mMutex);
+    if (index != -1 && index != static_cast<PF_ParamIndex>(self->mParams.size())) {
+        return PF_Err_INVALID_INDEX;
+    }
+    self->mParams.push_back(*def);
+    return PF_Err_NONE;
+}
+
+PF_Err EffectHost::checkoutParam(PF_ProgPtr ref, PF_ParamIndex index, A_long, A_long, A_u_long,
+                                 PF_ParamDef* param) {
+    EffectHost* self = active();
+    if (!self || ref != self->mInData.effect_ref || !param) {
+        return PF_Err_BAD_CALLBACK_PARAM;
+    }
+    if (const PF_Err err = self->fault(Callback::CheckoutParam)) {
+        return err;
+    }
+    std::lock_guard<std::mutex> lock(self->mMutex);
+    if (index < 0 || index >= static_cast<PF_ParamIndex>(self->mParams.size())) {
+        return PF_Err_INVALID_INDEX;
+    }
+    *param = self->mParams[index];
+    const auto value = self->mParamValues.find(index);
+    if (value != self->mParamValues.end() && param->param_type == PF_Param_FLOAT_SLIDER) {
+        param->u.fs_d.value = value->second;
+    }
+    return PF_Err_NONE;
+}
+
+PF_Err EffectHost::checkinParam(PF_ProgPtr ref, PF_ParamDef* param) {
+    EffectHost* self = active();
+    if (!self || ref != self->mInData.effect_ref || !param) {
+        return PF_Err_BAD_CALLBACK_PARAM;
+    }
+    return self->fault(Callback::CheckinParam);
+}
+
+PF_Err EffectHost::abortCheck(PF_ProgPtr) {
+    return PF_Err_NONE;
+}
+
+PF_Err EffectHost::progress(PF_ProgPtr, A_long, A_long) {
+    return PF_Err_NONE;
+}
+
+// ---- C library callbacks ----
+
+int EffectHost::ansiSprintf(A_char* dst, const A_char* format, ...) {
+    EffectHost* self = active();
+    if (self && self->fault(Callback::AnsiSprintf)) {
+        return -1;
+    }
+    va_list args;
+    va_start(args, format);
+    const int written = std::vsprintf(dst, format, args);
+    va_end(args);
+    return written;
+}
+
+A_char* EffectHost::ansiStrcpy(A_char* dst, const A_char* src) {
+    EffectHost* self = active();
+    if (self && self->fault(Callback::AnsiStrcpy)) {
+        return nullptr;
+    }
+    return std::strcpy(dst, src);
+}
+
+// ---- Smart render callbacks ----
+
+PF_Err EffectHost::checkoutLayer(PF_ProgPtr ref, PF_ParamIndex index, A_long checkoutId,
+                                 const PF_RenderRequest* req, A_long time, A_long step,
+                                 A_u_long scale, PF_CheckoutResult* result) {
+    EffectHost* self = active();
+    if (!self || ref != self->mInData.effect_ref || !req || !result) {
+        return PF_Err_BAD_CALLBACK_PARAM;
+    }
+    if (const PF_Err err = self->fault(Callback::CheckoutLayer)) {
+        return err;
+    }
+    std::lock_guard<std::mutex> lock(self->mMutex);
+    self->mLayerCheckouts.push_back({index, checkoutId, *req, time, step, scale});
+    *result = PF_CheckoutResult{};
+    result->result_rect = self->mLayerRect;
+    result->max_result_rect = self->mLayerRect;
+    result->par = {1, 1};
+    result->ref_width = self->mLayerRect.right - self->mLayerRect.left;
+    result->ref_height = self->mLayerRect.bottom - self->mLayerRect.top;
+    return PF_Err_NONE;
+}
+
+// ---- Handle suite ----
+
+PF_Handle EffectHost::newHandle(A_HandleSize size) {
+    EffectHost* self = active();
+    if (!self || self->fault(Callback::NewHandle)) {
+        return nullptr;
+    }
+    void* data = std::malloc(size ? size : 1);
+    if (!data) {
+        return nullptr;
+    }
+    PF_Handle handle = reinterpret_cast<PF_Handle>(new HandleBlock{data, size});
+    std::lock_guard<std::mutex> lock(self->mMutex);
+    self->mHandles.insert(handle);
+    return handle;
+}
+
+void* EffectHost::lockHandle(PF_Handle handle) {
+    return handle ? *handle : nullptr;
+}
+
+void EffectHost::unlockHandle(PF_Handle) {}
+
+void EffectHost::disposeHandle(PF_Handle handle) {
+    EffectHost* self = active();
+    if (!self || !handle) {
+        return;
+    }
+    {
+        std::lock_guard<std::mutex> lock(self->mMutex);
+        if (self->mHandles.erase(handle) == 0) {
+            return;
+        }
+    }
+    HandleBlock* block = reinterpret_cast<HandleBlock*>(handle);
+    std::free(block->data);
+    delete block;
+}
+
+A_HandleSize EffectHost::handleSize(PF_Handle handle) {
+    return handle ? reinterpret_cast<HandleBlock*>(handle)->size : 0;
+}
+
+PF_Err EffectHost::resizeHandle(A_HandleSize size, PF_Handle* handle) {
+    if (!handle || !*handle) {
+        return PF_Err_BAD_CALLBACK_PARAM;
+    }
+    HandleBlock* block = reinterpret_cast<HandleBlock*>(*handle);
+    void* data = std::realloc(block->data, size ? size : 1);
+    if (!data) {
+        return PF_Err_OUT_OF_MEMORY;
+    }
+    block->data = data;
+    block->size = size;
+    return PF_Err_NONE;
+}
+
+} // namespace Brindel::Host

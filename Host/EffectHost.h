@@ -1,0 +1,138 @@
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <exception>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "AE_Effect.h"
+#include "AE_EffectCB.h"
+#include "AE_EffectCBSuites.h"
+#include "AE_GeneralPlug.h"
+#include "DrawbotSuite.h"
+#include "PluginModule.h"
+#include "SuiteRegistry.h"
+
+namespace Brindel::Host {
+
+// The host callbacks that can be told to fail.
+enum class Callback {
+    AddParam,
+    CheckoutParam,
+    CheckinParam,
+    AnsiSprintf, // fails by writing nothing and returning -1
+    AnsiStrcpy,  // fails by copying nothing and returning null
+    CheckoutLayer,
+    NewHandle, // fails by giving no handle
+    Count
+};
+
+// Plays the host for one effect module, in-process: it owns the records the
+// host hands an effect, serves its suites and callbacks, keeps the
+// parameters the effect registers and calls the module's entry point.
+// One host at a time; its callbacks may be called from several threads.
+class EffectHost {
+public:
+    explicit EffectHost(const std::string& pluginPath);
+    ~EffectHost();
+    EffectHost(const EffectHost&) = delete;
+    EffectHost& operator=(const EffectHost&) = delete;
+
+    // Calls the entry point with `cmd`; the result is the effect's.
+    PF_Err send(PF_Cmd cmd, void* extra = nullptr, PF_LayerDef* output = nullptr);
+
+    // The smart pre-render command with the host's own callbacks.
+    PF_Err preRender(PF_PreRenderInput& input, PF_PreRenderOutput& output);
+
+    PF_InData& inData() { return mInData; }
+    PF_OutData& outData() { return mOutData; }
+    SuiteRegistry& suites() { return mSuites; }
+
+    // The next calls of `callback` fail with `code` until cleared.
+    void fail(Callback callback, PF_Err code);
+    // The next calls of `callback` throw `error` into the effect, as a host
+    // routine that runs out of memory would.
+    void raise(Callback callback, std::exception_ptr error);
+    void clearFaults();
+    int calls(Callback callback) const { return mCalls[index(callback)].load(); }
+
+    // Definitions the effect added, in order; index 0 of the effect's list is
+    // the input layer and is not among them.
+    std::vector<PF_ParamDef> addedParams() const;
+    // The value a float slider is checked out with.
+    void setParamValue(PF_ParamIndex index, double value);
+    // Parameters checked out and not yet checked in.
+    int paramsOut() const {
+        return mCalls[index(Callback::CheckoutParam)] - mCalls[index(Callback::CheckinParam)];
+    }
+
+    // What the input layer delivers when it is checked out.
+    void setLayerRect(const PF_LRect& rect) { mLayerRect = rect; }
+    struct LayerCheckout {
+        PF_ParamIndex index;
+        A_long checkoutId;
+        PF_RenderRequest request;
+        A_long time, timeStep;
+        A_u_long timeScale;
+    };
+    std::vector<LayerCheckout> layerCheckouts() const;
+
+    // Handles given out by the handle suite and not yet disposed of.
+    size_t liveHandles() const;
+
+private:
+    static size_t index(Callback c) { return static_cast<size_t>(c); }
+    PF_Err fault(Callback callback);
+    static EffectHost* active();
+
+    static PF_Err addParam(PF_ProgPtr ref, PF_ParamIndex index, PF_ParamDefPtr def);
+    static PF_Err checkoutParam(PF_ProgPtr ref, PF_ParamIndex index, A_long time, A_long step,
+                                A_u_long scale, PF_ParamDef* param);
+    static PF_Err checkinParam(PF_ProgPtr ref, PF_ParamDef* param);
+    static PF_Err abortCheck(PF_ProgPtr ref);
+    static PF_Err progress(PF_ProgPtr ref, A_long current, A_long total);
+    static int ansiSprintf(A_char* dst, const A_char* format, ...);
+    static A_char* ansiStrcpy(A_char* dst, const A_char* src);
+    static PF_Err checkoutLayer(PF_ProgPtr ref, PF_ParamIndex index, A_long checkoutId,
+                                const PF_RenderRequest* req, A_long time, A_long step,
+                                A_u_long scale, PF_CheckoutResult* result);
+    static PF_Handle newHandle(A_HandleSize size);
+    static void* lockHandle(PF_Handle handle);
+    static void unlockHandle(PF_Handle handle);
+    static void disposeHandle(PF_Handle handle);
+    static A_HandleSize handleSize(PF_Handle handle);
+    static PF_Err resizeHandle(A_HandleSize size, PF_Handle* handle);
+
+    SuiteRegistry mSuites;
+    std::unique_ptr<PluginModule> mModule;
+
+    PF_InData mInData{};
+    PF_OutData mOutData{};
+    PF_UtilCallbacks mUtils{};
+    PF_ANSICallbacksSuite1 mAnsiSuite{};
+    PF_HandleSuite1 mHandleSuite{};
+    AEGP_PFInterfaceSuite1 mInterfaceSuite{};
+    AEGP_LayerSuite5 mLayerSuite{};
+    AEGP_ItemSuite6 mItemSuite{};
+    DRAWBOT_DrawbotSuite1 mDrawSuite{};
+    // The other drawing suites are opaque to effects; distinct tokens serve them.
+    std::array<char, 3> mDrawbotTokens{};
+
+    mutable std::mutex mMutex;
+    std::array<std::atomic<int>, static_cast<size_t>(Callback::Count)> mCalls{};
+    std::array<PF_Err, static_cast<size_t>(Callback::Count)> mFaults{};
+    std::array<std::exception_ptr, static_cast<size_t>(Callback::Count)> mRaises{};
+    std::vector<PF_ParamDef> mParams;
+    std::vector<PF_ParamDef*> mParamPointers;
+    std::map<PF_ParamIndex, double> mParamValues;
+    PF_LRect mLayerRect{};
+    std::vector<LayerCheckout> mLayerCheckouts;
+    std::set<PF_Handle> mHandles;
+};
+
+} // namespace Brindel::Host

@@ -1,0 +1,226 @@
+// The effect's entry point, driven through the headless host as the host
+// drives it.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <new>
+#include <stdexcept>
+
+#include "AE_EffectCBSuites.h"
+#include "EffectHost.h"
+
+using Brindel::Host::Callback;
+using Brindel::Host::EffectHost;
+using Brindel::Host::SuiteFault;
+
+namespace {
+
+class GaussianBlurEntry : public ::testing::Test {
+protected:
+    EffectHost host{BRINDEL_PLUGIN_PATH};
+
+    // Fills the out record with a pattern, so that writes show.
+    void scribble() { std::memset(&host.outData(), 0xA5, sizeof(PF_OutData)); }
+
+    void TearDown() override {
+        EXPECT_EQ(host.suites().outstanding(), 0) << "a suite was not released";
+        EXPECT_EQ(host.paramsOut(), 0) << "a parameter was not checked in";
+    }
+};
+
+bool SameBytes(const PF_OutData& a, const PF_OutData& b) {
+    return std::memcmp(&a, &b, sizeof(PF_OutData)) == 0;
+}
+
+} // namespace
+
+TEST_F(GaussianBlurEntry, AboutWritesNameAndVersionWithACarriageReturn) {
+    EXPECT_EQ(host.send(PF_Cmd_ABOUT), PF_Err_NONE);
+    EXPECT_STREQ(host.outData().return_msg, "Gaussian Blur v1.0\rGaussian Blur");
+    EXPECT_EQ(host.suites().acquireCount(kPFANSISuite, 1), 1);
+    EXPECT_EQ(host.suites().releaseCount(kPFANSISuite, 1), 1);
+}
+
+TEST_F(GaussianBlurEntry, AboutWithoutTheAnsiSuiteReturns516AndWritesNothing) {
+    for (SuiteFault fault : {SuiteFault::Missing, SuiteFault::SuccessWithoutSuite}) {
+        host.suites().setFault(kPFANSISuite, 1, fault);
+        scribble();
+        const PF_OutData before = host.outData();
+        EXPECT_EQ(host.send(PF_Cmd_ABOUT), PF_Err_BAD_CALLBACK_PARAM);
+        // No message and no error flag: the code is all the host sees.
+        EXPECT_TRUE(SameBytes(host.outData(), before));
+    }
+}
+
+TEST_F(GaussianBlurEntry, GlobalSetupDeclaresVersionAndSmartRenderOnly) {
+    scribble();
+    PF_OutData expected = host.outData();
+    EXPECT_EQ(host.send(PF_Cmd_GLOBAL_SETUP), PF_Err_NONE);
+    EXPECT_EQ(host.outData().my_version, 0x80001u);
+    EXPECT_EQ(host.outData().out_flags, 0);
+    EXPECT_EQ(host.outData().out_flags2, 0x400);
+    // Nothing else in the record is written.
+    expected.my_version = host.outData().my_version;
+    expected.out_flags = host.outData().out_flags;
+    expected.out_flags2 = host.outData().out_flags2;
+    EXPECT_TRUE(SameBytes(host.outData(), expected));
+}
+
+TEST_F(GaussianBlurEntry, ParamsSetupRegistersBlurScaleAsAFloatSlider) {
+    EXPECT_EQ(host.send(PF_Cmd_PARAMS_SETUP), PF_Err_NONE);
+    EXPECT_EQ(host.outData().num_params, 2);
+    const std::vector<PF_ParamDef> params = host.addedParams();
+    ASSERT_EQ(params.size(), 1u);
+    const PF_ParamDef& def = params[0];
+
+    PF_ParamDef expected;
+    std::memset(&expected, 0, sizeof(expected));
+    expected.uu.id = 1;
+    expected.param_type = PF_Param_FLOAT_SLIDER;
+    std::strcpy(expected.name, "Blur Scale");
+    expected.u.fs_d.valid_max = 60.0f;
+    expected.u.fs_d.slider_max = 60.0f;
+    expected.u.fs_d.curve_tolerance = 0.05f;
+
+    EXPECT_EQ(def.uu.id, 1);
+    EXPECT_EQ(def.param_type, 10);
+    EXPECT_STREQ(def.name, "Blur Scale");
+    EXPECT_EQ(def.u.fs_d.value, 0.0);
+    EXPECT_EQ(def.u.fs_d.dephault, 0.0f);
+    EXPECT_EQ(def.u.fs_d.valid_min, 0.0f);
+    EXPECT_EQ(def.u.fs_d.valid_max, 60.0f);
+    EXPECT_EQ(def.u.fs_d.slider_min, 0.0f);
+    EXPECT_EQ(def.u.fs_d.slider_max, 60.0f);
+    EXPECT_EQ(def.u.fs_d.curve_tolerance, 0.05f);
+    EXPECT_EQ(def.u.fs_d.precision, 0);
+    EXPECT_EQ(def.u.fs_d.display_flags, 0);
+    EXPECT_EQ(def.u.fs_d.fs_flags, 0u);
+    EXPECT_EQ(def.ui_flags, 0);
+    EXPECT_EQ(def.flags, 0);
+    EXPECT_EQ(def.ui_width, 0);
+    EXPECT_EQ(def.ui_height, 0);
+    // Every byte not named above is zero, the name's tail included.
+    EXPECT_EQ(std::memcmp(&def, &expected, sizeof(PF_ParamDef)), 0);
+    EXPECT_EQ(host.calls(Callback::AnsiStrcpy), 1);
+}
+
+TEST_F(GaussianBlurEntry, FailingAddParamReturnsItsCodeAndStillCountsTwoParams) {
+    host.fail(Callback::AddParam, PF_Err_OUT_OF_MEMORY);
+    EXPECT_EQ(host.send(PF_Cmd_PARAMS_SETUP), PF_Err_OUT_OF_MEMORY);
+    EXPECT_EQ(host.outData().num_params, 2);
+    EXPECT_TRUE(host.addedParams().empty());
+
+    host.fail(Callback::AddParam, PF_Interrupt_CANCEL);
+    EXPECT_EQ(host.send(PF_Cmd_PARAMS_SETUP), PF_Interrupt_CANCEL);
+}
+
+TEST_F(GaussianBlurEntry, CommandsOutsideTheTableReturnNoneAndTouchNothing) {
+    PF_LayerDef output;
+    std::memset(&output, 0x5A, sizeof(output));
+    const PF_LayerDef outputBefore = output;
+    for (PF_Cmd cmd : {2,  5,  6,  7,  8,  9,  10, 11, 12, 13, 14, 15, 16, 17,
+                       18, 19, 20, 21, 22, 25, 26, 27, 28, 31, 34, 99, -1}) {
+        scribble();
+        const PF_OutData before = host.outData();
+        EXPECT_EQ(host.send(cmd, nullptr, &output), PF_Err_NONE) << "command " << cmd;
+        EXPECT_TRUE(SameBytes(host.outData(), before)) << "command " << cmd;
+    }
+    EXPECT_EQ(std::memcmp(&output, &outputBefore, sizeof(output)), 0);
+    EXPECT_TRUE(host.suites().log().empty());
+    EXPECT_EQ(host.calls(Callback::AnsiSprintf), 0);
+}
+
+TEST_F(GaussianBlurEntry, ExceptionsFromInsideACommandBecomeReturnCodes) {
+    // Integers are the effect's own failures; the value thrown is not passed on.
+    host.raise(Callback::AnsiStrcpy, std::make_exception_ptr(PF_Err{PF_Err_OUT_OF_MEMORY}));
+    EXPECT_EQ(host.send(PF_Cmd_PARAMS_SETUP), PF_Err_BAD_CALLBACK_PARAM);
+    host.raise(Callback::AnsiStrcpy, std::make_exception_ptr(std::bad_alloc()));
+    EXPECT_EQ(host.send(PF_Cmd_PARAMS_SETUP), PF_Err_OUT_OF_MEMORY);
+    host.raise(Callback::AnsiStrcpy, std::make_exception_ptr(std::runtime_error("anything")));
+    EXPECT_EQ(host.send(PF_Cmd_PARAMS_SETUP), PF_Err_INTERNAL_STRUCT_DAMAGED);
+    EXPECT_TRUE(host.addedParams().empty());
+}
+
+// ---- Smart pre-render ----
+
+namespace {
+
+PF_PreRenderInput Request(PF_LRect rect) {
+    PF_PreRenderInput input{};
+    input.output_request.rect = rect;
+    input.output_request.field = PF_Field_UPPER;
+    input.output_request.channel_mask = PF_ChannelMask_RED | PF_ChannelMask_ALPHA;
+    input.output_request.preserve_rgb_of_zero_alpha = 1;
+    input.bitdepth = 8;
+    return input;
+}
+
+bool operator==(const PF_LRect& a, const PF_LRect& b) {
+    return a.left == b.left && a.top == b.top && a.right == b.right && a.bottom == b.bottom;
+}
+
+} // namespace
+
+TEST_F(GaussianBlurEntry, PreRenderChecksOutTheInputWithTheHostsRequestUnchanged) {
+    host.setLayerRect({0, 0, 640, 360});
+    host.inData().current_time = 48;
+    host.inData().time_step = 2;
+    host.inData().time_scale = 24;
+    PF_PreRenderInput input = Request({10, 20, 300, 200});
+    PF_PreRenderOutput output{};
+    EXPECT_EQ(host.preRender(input, output), PF_Err_NONE);
+
+    const auto checkouts = host.layerCheckouts();
+    ASSERT_EQ(checkouts.size(), 1u);
+    EXPECT_EQ(checkouts[0].index, 0);
+    EXPECT_EQ(checkouts[0].checkoutId, 0);
+    EXPECT_EQ(std::memcmp(&checkouts[0].request, &input.output_request, sizeof(PF_RenderRequest)),
+              0);
+    EXPECT_EQ(checkouts[0].time, 48);
+    EXPECT_EQ(checkouts[0].timeStep, 2);
+    EXPECT_EQ(checkouts[0].timeScale, 24u);
+
+    // Empty output rectangles take the checked-out ones, not widened by the blur.
+    EXPECT_TRUE(output.result_rect == (PF_LRect{0, 0, 640, 360}));
+    EXPECT_TRUE(output.max_result_rect == (PF_LRect{0, 0, 640, 360}));
+}
+
+TEST_F(GaussianBlurEntry, PreRenderMergesIntoTheRectanglesTheHostPlaced) {
+    host.setLayerRect({100, 50, 400, 300});
+    PF_PreRenderInput input = Request({0, 0, 500, 500});
+
+    // Overlapping: the union of both.
+    PF_PreRenderOutput output{};
+    output.result_rect = {150, 0, 600, 200};
+    output.max_result_rect = {0, 100, 200, 400};
+    output.flags = 7;
+    EXPECT_EQ(host.preRender(input, output), PF_Err_NONE);
+    EXPECT_TRUE(output.result_rect == (PF_LRect{100, 0, 600, 300}));
+    EXPECT_TRUE(output.max_result_rect == (PF_LRect{0, 50, 400, 400}));
+    EXPECT_EQ(output.flags, 7);
+
+    // An empty output rectangle with coordinates is replaced whole.
+    output.result_rect = {900, 900, 900, 950};
+    EXPECT_EQ(host.preRender(input, output), PF_Err_NONE);
+    EXPECT_TRUE(output.result_rect == (PF_LRect{100, 50, 400, 300}));
+
+    // An empty input leaves a non-empty output as it was, and an empty output
+    // becomes the empty input.
+    host.setLayerRect({5, 5, 5, 10});
+    output.result_rect = {1, 2, 3, 4};
+    output.max_result_rect = {7, 7, 3, 3};
+    EXPECT_EQ(host.preRender(input, output), PF_Err_NONE);
+    EXPECT_TRUE(output.result_rect == (PF_LRect{1, 2, 3, 4}));
+    EXPECT_TRUE(output.max_result_rect == (PF_LRect{5, 5, 5, 10}));
+}
+
+TEST_F(GaussianBlurEntry, FailedPreRenderCheckoutReturnsItsCodeAndLeavesTheOutput) {
+    host.setLayerRect({0, 0, 64, 64});
+    host.fail(Callback::CheckoutLayer, PF_Interrupt_CANCEL);
+    PF_PreRenderInput input = Request({0, 0, 64, 64});
+    PF_PreRenderOutput output{};
+    output.result_rect = {1, 1, 2, 2};
+    EXPECT_EQ(host.preRender(input, output), PF_Interrupt_CANCEL);
+    EXPECT_TRUE(output.result_rect == (PF_LRect{1, 1, 2, 2}));
+    EXPECT_TRUE(output.max_result_rect == (PF_LRect{0, 0, 0, 0}));
+}
