@@ -1,5 +1,8 @@
 #include "Vec3.h"
 
+#include "Mat4.h"
+#include "Quaternion.h"
+
 #include <algorithm>
 #include <cmath>
 #include <type_traits>
@@ -288,6 +291,44 @@ void Vec3::clamp(Vec3 lo, Vec3 hi) {
     x = clampComponent(x, lo.x, hi.x);
     y = clampComponent(y, lo.y, hi.y);
     z = clampComponent(z, lo.z, hi.z);
+}
+
+void Vec3::setFromMatrixPosition(Mat4 const& m) {
+    set(m.m[12], m.m[13], m.m[14]);
+}
+
+void Vec3::setFromMatrixColumn(Mat4 const& m, int index) {
+    fromArray(m.m, 4 * index);
+}
+
+void Vec3::applyMatrix4(Mat4 const& mat) {
+    double const* m = mat.m;
+    set(m[0] * x + m[4] * y + m[8] * z + m[12], m[1] * x + m[5] * y + m[9] * z + m[13],
+        m[2] * x + m[6] * y + m[10] * z + m[14]);
+}
+
+void Vec3::applyProjection(Mat4 const& mat) {
+    double const* m = mat.m;
+    double d = 1.0 / (m[3] * x + m[7] * y + m[11] * z + m[15]);
+    set((m[0] * x + m[4] * y + m[8] * z + m[12]) * d, (m[1] * x + m[5] * y + m[9] * z + m[13]) * d,
+        (m[2] * x + m[6] * y + m[10] * z + m[14]) * d);
+}
+
+void Vec3::applyQuaternion(Quaternion const& q) {
+    // q * (x, y, z, 0) * conjugate(q), in two stages.
+    double ix = q.w * x + q.y * z - q.z * y;
+    double iy = q.w * y + q.z * x - q.x * z;
+    double iz = q.w * z + q.x * y - q.y * x;
+    double iw = -q.x * x - q.y * y - q.z * z;
+    set(ix * q.w - iw * q.x - iy * q.z + iz * q.y, iy * q.w - iw * q.y - iz * q.x + ix * q.z,
+        iz * q.w - iw * q.z - ix * q.y + iy * q.x);
+}
+
+void Vec3::transformDirection(Mat4 const& mat) {
+    double const* m = mat.m;
+    set(m[0] * x + m[4] * y + m[8] * z, m[1] * x + m[5] * y + m[9] * z,
+        m[2] * x + m[6] * y + m[10] * z);
+    setLength(1.0);
 }
 
 double cyclicDifference(double a, double b, double period) {

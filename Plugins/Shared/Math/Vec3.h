@@ -5,6 +5,9 @@
 namespace Brindel {
 namespace GaussianBlur {
 
+class Mat4;
+class Quaternion;
+
 // A 3D point or direction of doubles. Angles are in radians.
 class Vec3 {
 public:
@@ -90,6 +93,17 @@ public:
     void getMin(Vec3 v);
     void getMax(Vec3 v);
     void clamp(Vec3 lo, Vec3 hi);
+
+    void setFromMatrixPosition(Mat4 const& m);
+    void setFromMatrixColumn(Mat4 const& m, int index);
+    // As the point (x, y, z, 1), with no division by the resulting w.
+    void applyMatrix4(Mat4 const& m);
+    // As the point (x, y, z, 1), divided by the resulting w.
+    void applyProjection(Mat4 const& m);
+    // q is not normalised first.
+    void applyQuaternion(Quaternion const& q);
+    // As the direction (x, y, z, 0), then normalised.
+    void transformDirection(Mat4 const& m);
 };
 
 // a - b brought back by one period when it is more than half a period away.

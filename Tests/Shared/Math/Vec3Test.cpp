@@ -1,10 +1,15 @@
 #include "Vec3.h"
 
+#include "Mat4.h"
+#include "Quaternion.h"
+
 #include "MathExpect.h"
 
 #include <cmath>
 
 using Brindel::GaussianBlur::cyclicDifference;
+using Brindel::GaussianBlur::Mat4;
+using Brindel::GaussianBlur::Quaternion;
 using Brindel::GaussianBlur::Vec2;
 using Brindel::GaussianBlur::Vec3;
 using MathExpect::eachSameBits;
@@ -189,4 +194,50 @@ TEST(Vec3Test, BoundsAndMixing) {
 
     Vec3 l = Vec3::lerp(Vec3(0.0, 10.0, -2.0), Vec3(10.0, 20.0, 2.0), -0.5);
     EXPECT_TRUE(eachWithin({l.x, l.y, l.z}, {-5.0, 5.0, -4.0}));
+}
+
+TEST(Vec3Test, MatrixTransformsDifferInTranslationAndDivision) {
+    // A bottom row that is not (0, 0, 0, 1).
+    Mat4 m(2, 0, 0, 1, 0, 3, 0, 0, 0, 0, 4, 0, 10, 20, 30, 2, true);
+    Vec3 point(1, 1, 1);
+    point.applyMatrix4(m);
+    EXPECT_TRUE(eachSameBits({point.x, point.y, point.z}, {12, 23, 34}));
+    Vec3 asMatrix = m * Vec3(1, 1, 1);
+    EXPECT_TRUE(eachSameBits({asMatrix.x, asMatrix.y, asMatrix.z}, {12, 23, 34}));
+
+    Vec3 projected(1, 1, 1);
+    projected.applyProjection(m);
+    EXPECT_TRUE(eachWithin({projected.x, projected.y, projected.z}, {4, 23.0 / 3, 34.0 / 3}));
+    Vec3 viaMatrix = m.multAndProject(Vec3(1, 1, 1));
+    EXPECT_TRUE(eachWithin({projected.x, projected.y, projected.z},
+                           {viaMatrix.x, viaMatrix.y, viaMatrix.z}));
+    Vec3 unchanged(3, -4, 5);
+    unchanged.applyProjection(Mat4::identity());
+    EXPECT_TRUE(eachSameBits({unchanged.x, unchanged.y, unchanged.z}, {3, -4, 5}));
+
+    Vec3 dir(0, 1, 0);
+    dir.transformDirection(m);
+    EXPECT_TRUE(eachSameBits({dir.x, dir.y, dir.z}, {0, 1, 0}));
+    Vec3 flattened(0, 0, 1);
+    flattened.transformDirection(Mat4(false));
+    EXPECT_TRUE(eachSameBits({flattened.x, flattened.y, flattened.z}, {1, 0, 0}));
+
+    Vec3 column;
+    column.setFromMatrixColumn(m, 3);
+    EXPECT_TRUE(eachSameBits({column.x, column.y, column.z}, {10, 20, 30}));
+    column.setFromMatrixColumn(m, 0);
+    EXPECT_TRUE(eachSameBits({column.x, column.y, column.z}, {2, 0, 0}));
+    Vec3 position;
+    position.setFromMatrixPosition(m);
+    EXPECT_TRUE(eachSameBits({position.x, position.y, position.z}, {10, 20, 30}));
+}
+
+TEST(Vec3Test, ApplyQuaternionTurnsAndScalesByTheSquaredLength) {
+    Vec3 v(1, 0, 0);
+    v.applyQuaternion(Quaternion(0, 0, std::sin(kPi / 4), std::cos(kPi / 4)));
+    EXPECT_TRUE(eachWithin({v.x, v.y, v.z}, {0, 1, 0}));
+    // Not normalised: a quaternion of length 2 scales by 4.
+    Vec3 w(0, 3, 0);
+    w.applyQuaternion(Quaternion(0, 0, 0, 2));
+    EXPECT_TRUE(eachSameBits({w.x, w.y, w.z}, {0, 12, 0}));
 }

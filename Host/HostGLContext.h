@@ -1,0 +1,36 @@
+#pragma once
+
+namespace Brindel::Host {
+
+/// The headless host's own OpenGL context: what the host has current when it calls into the
+/// plug-in, and expects current again when a command returns. Made on the same display the
+/// plug-in's contexts use, current with no surface, shared with nothing.
+class HostGLContext {
+public:
+    /// Makes the context and leaves it current on the calling thread, with the GL binding
+    /// pointed at it. Throws std::runtime_error when the platform gives no context.
+    HostGLContext();
+    /// Destroys the context; if it is current on the calling thread, nothing is current after.
+    ~HostGLContext();
+
+    HostGLContext(const HostGLContext&) = delete;
+    HostGLContext& operator=(const HostGLContext&) = delete;
+
+    /// Makes the context current on the calling thread and points the GL binding at it.
+    void makeCurrent();
+    /// Whether the context is current on the calling thread.
+    bool isCurrent() const;
+
+    /// The platform handles, for comparison with what is current.
+    void* display() const { return mDisplay; }
+    void* context() const { return mContext; }
+
+    /// Leaves no context current on the calling thread, e.g. before a worker thread ends.
+    static void releaseCurrent();
+
+private:
+    void* mDisplay = nullptr;
+    void* mContext = nullptr;
+};
+
+} // namespace Brindel::Host

@@ -1,0 +1,253 @@
+#include "AEOpenGLContext.h"
+
+#include <EGL/egl.h>
+#include <EGL/eglext.h>
+#include <glbinding/Binding.h>
+#include <glbinding/ContextInfo.h>
+#include <glbinding/Meta.h>
+#include <glbinding/Version.h>
+#include <glbinding/gl/gl.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+#include <limits>
+#include <vector>
+
+namespace Brindel::GaussianBlur {
+
+namespace {
+
+struct PlatformDisplay {
+    EGLDisplay display = EGL_NO_DISPLAY;
+    EGLConfig config = nullptr;
+};
+
+bool HasExtension(const char* list, const char* name) {
+    if (list == nullptr) {
+        return false;
+    }
+    const std::size_t length = std::strlen(name);
+    for (const char* at = std::strstr(list, name); at != nullptr; at = std::strstr(at + 1, name)) {
+        const bool startsWord = at == list || at[-1] == ' ';
+        const bool endsWord = at[length] == '\0' || at[length] == ' ';
+        if (startsWord && endsWord) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// eglChooseConfig puts the deepest colour first; like a closest-match policy we take the config
+// nearest to 8/8/8 with no alpha, depth or stencil.
+EGLConfig ChooseConfig(EGLDisplay display) {
+    const EGLint wanted[] = {EGL_RED_SIZE, 8, EGL_GREEN_SIZE, 8, EGL_BLUE_SIZE, 8, EGL_ALPHA_SIZE,
+                             0, EGL_DEPTH_SIZE, 0, EGL_STENCIL_SIZE, 0, EGL_RENDERABLE_TYPE,
+                             EGL_OPENGL_BIT,
+                             // no surface is ever made, so any surface type will do
+                             EGL_SURFACE_TYPE, 0, EGL_NONE};
+    EGLint count = 0;
+    if (!eglChooseConfig(display, wanted, nullptr, 0, &count) || count <= 0) {
+        return nullptr;
+    }
+    std::vector<EGLConfig> configs(static_cast<std::size_t>(count));
+    if (!eglChooseConfig(display, wanted, configs.data(), count, &count)) {
+        return nullptr;
+    }
+    EGLConfig best = nullptr;
+    int bestDistance = std::numeric_limits<int>::max();
+    for (EGLint i = 0; i < count; ++i) {
+        int distance = 0;
+        for (const EGLint attribute : {EGL_RED_SIZE, EGL_GREEN_SIZE, EGL_BLUE_SIZE}) {
+            EGLint size = 0;
+            eglGetConfigAttrib(display, configs[i], attribute, &size);
+            distance += std::abs(size - 8);
+        }
+        for (const EGLint attribute : {EGL_ALPHA_SIZE, EGL_DEPTH_SIZE, EGL_STENCIL_SIZE}) {
+            EGLint size = 0;
+            eglGetConfigAttrib(display, configs[i], attribute, &size);
+            distance += size;
+        }
+        if (distance < bestDistance) {
+            best = configs[i];
+            bestDistance = distance;
+        }
+    }
+    return best;
+}
+
+bool TryDisplay(EGLDisplay display, PlatformDisplay& out) {
+    if (display == EGL_NO_DISPLAY) {
+        return false;
+    }
+    EGLint major = 0;
+    EGLint minor = 0;
+    if (!eglInitialize(display, &major, &minor)) {
+        return false;
+    }
+    // Contexts are made current with no surface at all.
+    if (!HasExtension(eglQueryString(display, EGL_EXTENSIONS), "EGL_KHR_surfaceless_context") ||
+        !eglBindAPI(EGL_OPENGL_API)) {
+        return false;
+    }
+    EGLConfig config = ChooseConfig(display);
+    if (config == nullptr) {
+        return false;
+    }
+    out.display = display;
+    out.config = config;
+    return true;
+}
+
+PlatformDisplay OpenDisplay() {
+    PlatformDisplay result;
+    const char* clientExtensions = eglQueryString(EGL_NO_DISPLAY, EGL_EXTENSIONS);
+    const auto getPlatformDisplay = reinterpret_cast<PFNEGLGETPLATFORMDISPLAYEXTPROC>(
+        eglGetProcAddress("eglGetPlatformDisplayEXT"));
+    if (getPlatformDisplay == nullptr) {
+        return result;
+    }
+    if (HasExtension(clientExtensions, "EGL_EXT_platform_device")) {
+        const auto queryDevices =
+            reinterpret_cast<PFNEGLQUERYDEVICESEXTPROC>(eglGetProcAddress("eglQueryDevicesEXT"));
+        EGLint count = 0;
+        if (queryDevices != nullptr && queryDevices(0, nullptr, &count) && count > 0) {
+            std::vector<EGLDeviceEXT> devices(static_cast<std::size_t>(count));
+            queryDevices(count, devices.data(), &count);
+            for (EGLint i = 0; i < count; ++i) {
+                if (TryDisplay(getPlatformDisplay(EGL_PLATFORM_DEVICE_EXT, devices[i], nullptr),
+                               result)) {
+                    return result;
+                }
+            }
+        }
+    }
+    if (HasExtension(clientExtensions, "EGL_MESA_platform_surfaceless")) {
+        TryDisplay(getPlatformDisplay(EGL_PLATFORM_SURFACELESS_MESA, EGL_DEFAULT_DISPLAY, nullptr),
+                   result);
+    }
+    return result;
+}
+
+// Initialised once per process and never terminated: the host may work on the same display, and
+// terminating it would take the host's contexts down with ours.
+const PlatformDisplay& SharedDisplay() {
+    static const PlatformDisplay display = OpenDisplay();
+    return display;
+}
+
+// The current context is kept per client API; ours is desktop OpenGL.
+EGLContext CurrentContext() {
+    eglBindAPI(EGL_OPENGL_API);
+    return eglGetCurrentContext();
+}
+
+// The binding cannot ask EGL for the current context, so every context is named to it.
+glbinding::ContextHandle Handle(EGLContext context) {
+    return static_cast<glbinding::ContextHandle>(reinterpret_cast<std::intptr_t>(context));
+}
+
+} // namespace
+
+AEOpenGLContext::AEOpenGLContext(const AEOpenGLContext* shared) {
+    PlatformContext lowLevel = nullptr;
+    mContext = createNSContext(shared != nullptr ? shared->mContext : nullptr, lowLevel);
+    if (!eglMakeCurrent(SharedDisplay().display, EGL_NO_SURFACE, EGL_NO_SURFACE, mContext)) {
+        eglDestroyContext(SharedDisplay().display, mContext);
+        throw kNoContext;
+    }
+    InitializeOpenGLBindings();
+    mExtensions = glbinding::ContextInfo::extensions(nullptr);
+}
+
+AEOpenGLContext::~AEOpenGLContext() {
+    const EGLDisplay display = SharedDisplay().display;
+    const EGLContext current = CurrentContext();
+    glbinding::Binding::releaseContext(Handle(mContext));
+    if (current == mContext) {
+        // Left current, the context would outlive its destruction with no binding to call it.
+        eglMakeCurrent(display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
+    } else if (current != EGL_NO_CONTEXT) {
+        // The binding may have reset this thread's slot along with the released one.
+        glbinding::Binding::useContext(Handle(current));
+    }
+    eglDestroyContext(display, mContext);
+}
+
+void AEOpenGLContext::makeContextCurrent() {
+    if (mContext == nullptr) {
+        return;
+    }
+    makeCurrentFlush(mContext);
+    glbinding::Binding::useContext(Handle(mContext));
+}
+
+void AEOpenGLContext::InitializeOpenGLBindings() {
+    const glbinding::ContextHandle context = Handle(CurrentContext());
+    glbinding::Binding::initialize(context, true, false);
+    // initialize() returns early for a handle it has met before (a reused address), without
+    // switching to it.
+    glbinding::Binding::useContext(context);
+
+    std::cout << std::endl;
+    std::cout << "OpenGL Version:  " << glbinding::ContextInfo::version() << std::endl;
+    std::cout << "OpenGL Vendor:   " << glbinding::ContextInfo::vendor() << std::endl;
+    std::cout << "OpenGL Renderer: " << glbinding::ContextInfo::renderer() << std::endl;
+    std::cout << "OpenGL Revision: " << glbinding::Meta::glRevision() << " (gl.xml)" << std::endl;
+    std::cout << std::endl;
+}
+
+AEOpenGLContext::PlatformContext AEOpenGLContext::createNSContext(PlatformContext share,
+                                                                  PlatformContext& out) {
+    const PlatformDisplay& platform = SharedDisplay();
+    if (platform.display == EGL_NO_DISPLAY || platform.config == nullptr) {
+        throw kNoContext;
+    }
+    // The client API is a per-thread setting, and render threads start with OpenGL ES.
+    eglBindAPI(EGL_OPENGL_API);
+    const EGLint attributes[] = {EGL_CONTEXT_MAJOR_VERSION,
+                                 3,
+                                 EGL_CONTEXT_MINOR_VERSION,
+                                 2,
+                                 EGL_CONTEXT_OPENGL_PROFILE_MASK,
+                                 EGL_CONTEXT_OPENGL_CORE_PROFILE_BIT,
+                                 EGL_NONE};
+    const EGLContext context = eglCreateContext(
+        platform.display, platform.config, share != nullptr ? share : EGL_NO_CONTEXT, attributes);
+    if (context == EGL_NO_CONTEXT) {
+        throw kNoContext;
+    }
+    out = context;
+    return context;
+}
+
+void AEOpenGLContext::makeCurrentFlush(PlatformContext context) {
+    if (CurrentContext() == context) {
+        return;
+    }
+    flushBeforeSwitch();
+    eglMakeCurrent(SharedDisplay().display, EGL_NO_SURFACE, EGL_NO_SURFACE, context);
+}
+
+void AEOpenGLContext::flushBeforeSwitch() {
+    const EGLContext current = CurrentContext();
+    if (current == EGL_NO_CONTEXT) {
+        return;
+    }
+    // The outgoing context may be one the binding has not met yet (the host's) or not the one it
+    // was last pointed at on this thread.
+    glbinding::Binding::useContext(Handle(current));
+    gl::GLint drawFramebuffer = 0;
+    gl::glGetIntegerv(gl::GL_DRAW_FRAMEBUFFER_BINDING, &drawFramebuffer);
+    if (drawFramebuffer == 0 ||
+        gl::glCheckFramebufferStatus(gl::GL_FRAMEBUFFER) == gl::GL_FRAMEBUFFER_COMPLETE) {
+        gl::glFlush();
+    }
+}
+
+AEOpenGLContext::PlatformContext AEOpenGLContext::currentPlatformContext() {
+    return CurrentContext();
+}
+
+} // namespace Brindel::GaussianBlur

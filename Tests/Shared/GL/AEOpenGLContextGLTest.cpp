@@ -1,0 +1,112 @@
+#include "AEOpenGLContext.h"
+#include "GLCallRecorder.h"
+#include "GLTest.h"
+#include "StdoutCapture.h"
+
+#include <glbinding/Meta.h>
+#include <glbinding/gl/gl.h>
+
+#include <string>
+
+using namespace gl;
+using Brindel::GaussianBlur::AEOpenGLContext;
+using Brindel::Testing::GLCallRecorder;
+using Brindel::Testing::GLTest;
+using Brindel::Testing::StdoutCapture;
+
+namespace {
+
+using ContextCreation = GLTest;
+using ContextSwitch = GLTest;
+
+std::string GLString(GLenum name) {
+    return reinterpret_cast<const char*>(glGetString(name));
+}
+
+TEST_F(ContextCreation, PrintsTheVersionBlockForEveryContextMade) {
+    StdoutCapture capture;
+    AEOpenGLContext data(nullptr);
+    AEOpenGLContext render(&data);
+    GLint major = 0;
+    GLint minor = 0;
+    glGetIntegerv(GL_MAJOR_VERSION, &major);
+    glGetIntegerv(GL_MINOR_VERSION, &minor);
+    const std::string block =
+        "\nOpenGL Version:  " + std::to_string(major) + "." + std::to_string(minor) +
+        "\nOpenGL Vendor:   " + GLString(GL_VENDOR) +
+        "\nOpenGL Renderer: " + GLString(GL_RENDERER) +
+        "\nOpenGL Revision: " + std::to_string(glbinding::Meta::glRevision()) + " (gl.xml)\n\n";
+
+    EXPECT_EQ(block + block, capture.text());
+    EXPECT_GE(major * 10 + minor, 32);
+    EXPECT_NO_GL_ERROR();
+}
+
+TEST_F(ContextCreation, PartnerSeesTexturesAndAnUnsharedContextDoesNot) {
+    AEOpenGLContext data(nullptr);
+    const std::vector<std::uint8_t> pixels = {10, 20, 30, 40, 50, 60, 70, 80};
+    GLuint texture = makeTexture(2, 1, pixels);
+    glFlush();
+
+    AEOpenGLContext render(&data);
+    EXPECT_EQ(render.platformContext(), AEOpenGLContext::currentPlatformContext());
+    EXPECT_TRUE(glIsTexture(texture));
+    EXPECT_EQ(pixels, readTexture(texture, 2, 1));
+    EXPECT_NO_GL_ERROR();
+
+    AEOpenGLContext unrelated(nullptr);
+    EXPECT_FALSE(glIsTexture(texture));
+
+    render.makeContextCurrent();
+    glDeleteTextures(1, &texture);
+    EXPECT_NO_GL_ERROR();
+}
+
+TEST_F(ContextSwitch, FlushesTheOutgoingContextUnlessItsDrawFramebufferIsIncomplete) {
+    AEOpenGLContext first(nullptr);
+    AEOpenGLContext second(&first);
+    {
+        GLCallRecorder recorder;
+        second.makeContextCurrent();
+        EXPECT_TRUE(recorder.calls().empty()) << "already current: no query, no flush";
+        EXPECT_EQ(second.platformContext(), AEOpenGLContext::currentPlatformContext());
+    }
+    {
+        GLCallRecorder recorder;
+        first.makeContextCurrent();
+        EXPECT_EQ(1u, recorder.count("glFlush")) << "the context's own frame-buffer is flushed";
+        EXPECT_EQ(first.platformContext(), AEOpenGLContext::currentPlatformContext());
+    }
+
+    GLuint framebuffer = 0;
+    glGenFramebuffers(1, &framebuffer);
+    glBindFramebuffer(GL_FRAMEBUFFER, framebuffer);
+    {
+        GLCallRecorder recorder;
+        second.makeContextCurrent();
+        EXPECT_EQ(1u, recorder.count("glCheckFramebufferStatus"));
+        EXPECT_EQ(0u, recorder.count("glFlush")) << "an incomplete frame-buffer is not flushed";
+        EXPECT_EQ(second.platformContext(), AEOpenGLContext::currentPlatformContext());
+    }
+
+    first.makeContextCurrent();
+    GLuint renderbuffer = 0;
+    glGenRenderbuffers(1, &renderbuffer);
+    glBindRenderbuffer(GL_RENDERBUFFER, renderbuffer);
+    glRenderbufferStorage(GL_RENDERBUFFER, GL_RGBA8, 4, 4);
+    glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER, renderbuffer);
+    ASSERT_EQ(GL_FRAMEBUFFER_COMPLETE, glCheckFramebufferStatus(GL_FRAMEBUFFER));
+    {
+        GLCallRecorder recorder;
+        AEOpenGLContext::makeCurrentFlush(second.platformContext());
+        EXPECT_EQ(1u, recorder.count("glFlush")) << "a complete frame-buffer is flushed";
+        EXPECT_EQ(second.platformContext(), AEOpenGLContext::currentPlatformContext());
+    }
+
+    first.makeContextCurrent();
+    glDeleteFramebuffers(1, &framebuffer);
+    glDeleteRenderbuffers(1, &renderbuffer);
+    EXPECT_NO_GL_ERROR();
+}
+
+} // namespace

@@ -1,0 +1,55 @@
+#include "AEOpenGLContext.h"
+#include "GLCallRecorder.h"
+#include "GLTest.h"
+#include "SaveRestoreGLContext.h"
+
+using Brindel::GaussianBlur::AEOpenGLContext;
+using Brindel::GaussianBlur::SaveRestoreGLContext;
+using Brindel::Testing::GLCallRecorder;
+using Brindel::Testing::GLTest;
+
+namespace {
+
+using SaveRestore = GLTest;
+
+TEST_F(SaveRestore, RestoresTheHostContextOnceAfterFlushingTheEffectsContext) {
+    expectHostContextAfterTest();
+    SaveRestoreGLContext saved;
+    AEOpenGLContext own(nullptr);
+    {
+        GLCallRecorder recorder;
+        saved.restore();
+        EXPECT_TRUE(hostContext().isCurrent());
+        EXPECT_EQ(1u, recorder.count("glFlush"));
+    }
+    own.makeContextCurrent();
+    {
+        GLCallRecorder recorder;
+        saved.restore();
+        EXPECT_EQ(own.platformContext(), AEOpenGLContext::currentPlatformContext())
+            << "a second restore does nothing";
+        EXPECT_TRUE(recorder.calls().empty());
+    }
+    hostContext().makeCurrent();
+}
+
+TEST_F(SaveRestore, LeavesAnAlreadyCurrentContextAloneAndForcesNoneOnAThreadWithout) {
+    expectHostContextAfterTest();
+    {
+        SaveRestoreGLContext saved;
+        GLCallRecorder recorder;
+        saved.restore();
+        EXPECT_TRUE(saved.restored());
+        EXPECT_TRUE(recorder.calls().empty()) << "no flush and no query when nothing changed";
+        EXPECT_TRUE(hostContext().isCurrent());
+    }
+    runOnNewThread([] {
+        SaveRestoreGLContext saved;
+        AEOpenGLContext own(nullptr);
+        saved.restore();
+        EXPECT_EQ(own.platformContext(), AEOpenGLContext::currentPlatformContext())
+            << "with no host context recorded, the effect's stays current";
+    });
+}
+
+} // namespace

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <glbinding/gl/enum.h>
+#include <glbinding/gl/functions.h>
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <functional>
+#include <vector>
+
+#include "HostGLContext.h"
+
+/// No GL error is pending on the current context. Tests check this; product code never reads
+/// the error state.
+#define EXPECT_NO_GL_ERROR() EXPECT_EQ(gl::GL_NO_ERROR, gl::glGetError())
+
+namespace Brindel::Testing {
+
+/// Fixture of the GL tests: it plays the host. Its context, one for the whole test program
+/// (shared state: the host's context lives from the first GL test to the end of the process),
+/// is made current before each test, so that every test starts from the host's side of a
+/// command. A test whose code promises to leave the host's context current says so with
+/// `expectHostContextAfterTest`, and the fixture checks it after the test.
+///
+/// A test that gets no context fails; it is never skipped.
+class GLTest : public ::testing::Test {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    static Host::HostGLContext& hostContext();
+    void expectHostContextAfterTest() { mExpectHostContext = true; }
+
+    /// Runs `body` on a new thread and waits for it. The thread leaves no context current when
+    /// it ends; an exception from `body` fails the test.
+    static void runOnNewThread(const std::function<void()>& body);
+
+    /// A 2D texture of 8-bit RGBA pixels, rows bottom first, nearest filtering, edges clamped.
+    static unsigned int makeTexture(int width, int height, const std::vector<std::uint8_t>& rgba);
+    /// The 8-bit RGBA pixels of level 0 of `texture`, rows bottom first.
+    static std::vector<std::uint8_t> readTexture(unsigned int texture, int width, int height);
+    /// The 8-bit RGBA pixels of the frame-buffer bound for reading, rows bottom first.
+    static std::vector<std::uint8_t> readFramebuffer(int width, int height);
+
+private:
+    bool mExpectHostContext = false;
+};
+
+} // namespace Brindel::Testing
