@@ -91,13 +91,14 @@ HostGLContext::HostGLContext() {
     if (!eglChooseConfig(mDisplay, wanted, &config, 1, &count) || count < 1) {
         throw std::runtime_error("no EGL config for desktop OpenGL");
     }
-    const EGLint attributes[] = {EGL_CONTEXT_MAJOR_VERSION,
-                                 3,
-                                 EGL_CONTEXT_MINOR_VERSION,
-                                 2,
-                                 EGL_CONTEXT_OPENGL_PROFILE_MASK,
-                                 EGL_CONTEXT_OPENGL_CORE_PROFILE_BIT,
-                                 EGL_NONE};
+    // clang-format off
+    const EGLint attributes[] = {
+        EGL_CONTEXT_MAJOR_VERSION, 3,
+        EGL_CONTEXT_MINOR_VERSION, 2,
+        EGL_CONTEXT_OPENGL_PROFILE_MASK, EGL_CONTEXT_OPENGL_CORE_PROFILE_BIT,
+        EGL_NONE,
+    };
+    // clang-format on
     mContext = eglCreateContext(mDisplay, config, EGL_NO_CONTEXT, attributes);
     if (mContext == EGL_NO_CONTEXT) {
         throw std::runtime_error("no OpenGL 3.2 core context");

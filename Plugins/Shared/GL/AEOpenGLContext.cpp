@@ -42,11 +42,19 @@ bool HasExtension(const char* list, const char* name) {
 // eglChooseConfig puts the deepest colour first; like a closest-match policy we take the config
 // nearest to 8/8/8 with no alpha, depth or stencil.
 EGLConfig ChooseConfig(EGLDisplay display) {
-    const EGLint wanted[] = {EGL_RED_SIZE, 8, EGL_GREEN_SIZE, 8, EGL_BLUE_SIZE, 8, EGL_ALPHA_SIZE,
-                             0, EGL_DEPTH_SIZE, 0, EGL_STENCIL_SIZE, 0, EGL_RENDERABLE_TYPE,
-                             EGL_OPENGL_BIT,
-                             // no surface is ever made, so any surface type will do
-                             EGL_SURFACE_TYPE, 0, EGL_NONE};
+    // clang-format off
+    const EGLint wanted[] = {
+        EGL_RED_SIZE, 8,
+        EGL_GREEN_SIZE, 8,
+        EGL_BLUE_SIZE, 8,
+        EGL_ALPHA_SIZE, 0,
+        EGL_DEPTH_SIZE, 0,
+        EGL_STENCIL_SIZE, 0,
+        EGL_RENDERABLE_TYPE, EGL_OPENGL_BIT,
+        EGL_SURFACE_TYPE, 0, // no surface is ever made: any type will do
+        EGL_NONE,
+    };
+    // clang-format on
     EGLint count = 0;
     if (!eglChooseConfig(display, wanted, nullptr, 0, &count) || count <= 0) {
         return nullptr;
@@ -206,13 +214,14 @@ AEOpenGLContext::PlatformContext AEOpenGLContext::createNSContext(PlatformContex
     }
     // The client API is a per-thread setting, and render threads start with OpenGL ES.
     eglBindAPI(EGL_OPENGL_API);
-    const EGLint attributes[] = {EGL_CONTEXT_MAJOR_VERSION,
-                                 3,
-                                 EGL_CONTEXT_MINOR_VERSION,
-                                 2,
-                                 EGL_CONTEXT_OPENGL_PROFILE_MASK,
-                                 EGL_CONTEXT_OPENGL_CORE_PROFILE_BIT,
-                                 EGL_NONE};
+    // clang-format off
+    const EGLint attributes[] = {
+        EGL_CONTEXT_MAJOR_VERSION, 3,
+        EGL_CONTEXT_MINOR_VERSION, 2,
+        EGL_CONTEXT_OPENGL_PROFILE_MASK, EGL_CONTEXT_OPENGL_CORE_PROFILE_BIT,
+        EGL_NONE,
+    };
+    // clang-format on
     const EGLContext context = eglCreateContext(
         platform.display, platform.config, share != nullptr ? share : EGL_NO_CONTEXT, attributes);
     if (context == EGL_NO_CONTEXT) {
