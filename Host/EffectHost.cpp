@@ -13,6 +13,13 @@ namespace {
 
 EffectHost* sActive = nullptr;
 
+// The worlds of the frame that the calling thread is rendering.
+struct FrameWorlds {
+    World* input = nullptr;
+    World* output = nullptr;
+};
+thread_local FrameWorlds tFrame;
+
 // Host time: frame 0 of a 24 frames-per-second composition.
 constexpr A_u_long kTimeScale = 24;
 constexpr A_long kTimeStep = 1;
@@ -76,12 +83,16 @@ EffectHost::EffectHost(const std::string& pluginPath) {
     fillAnsi(mUtils.ansi);
     mUtils.ansi.sprintf = &EffectHost::ansiSprintf;
     mUtils.ansi.strcpy = &EffectHost::ansiStrcpy;
+    mUtils.get_pixel_data8 = &EffectHost::getPixelData8;
+    mUtils.get_pixel_data16 = &EffectHost::getPixelData16;
     fillAnsi(mAnsiSuite);
     mAnsiSuite.sprintf = &EffectHost::ansiSprintf;
     mAnsiSuite.strcpy = &EffectHost::ansiStrcpy;
 
     mHandleSuite = {&EffectHost::newHandle,     &EffectHost::lockHandle, &EffectHost::unlockHandle,
                     &EffectHost::disposeHandle, &EffectHost::handleSize, &EffectHost::resizeHandle};
+    mIterateFloatSuite = {&EffectHost::iterateFloat, &EffectHost::iterateFloatOrigin,
+                          &EffectHost::iterateFloatOrigin};
     mInterfaceSuite = {&getEffectLayer, &getNewEffectForEffect};
     mLayerSuite = {&getCompNumLayers};
     mItemSuite = {&getFirstProjItem};
@@ -89,6 +100,7 @@ EffectHost::EffectHost(const std::string& pluginPath) {
 
     mSuites.add(kPFANSISuite, kPFANSISuiteVersion1, &mAnsiSuite);
     mSuites.add(kPFHandleSuite, kPFHandleSuiteVersion1, &mHandleSuite);
+    mSuites.add(kPFIterateFloatSuite, kPFIterateFloatSuiteVersion1, &mIterateFloatSuite);
     mSuites.add(kAEGPPFInterfaceSuite, kAEGPPFInterfaceSuiteVersion1, &mInterfaceSuite);
     mSuites.add(kAEGPLayerSuite, kAEGPLayerSuiteVersion5, &mLayerSuite);
     mSuites.add(kAEGPItemSuite, kAEGPItemSuiteVersion6, &mItemSuite);
@@ -133,6 +145,7 @@ EffectHost::EffectHost(const std::string& pluginPath) {
 
 EffectHost::~EffectHost() {
     mModule.reset();
+    mGLContexts.clear();
     for (PF_Handle handle : mHandles) {
         HandleBlock* block = reinterpret_cast<HandleBlock*>(handle);
         std::free(block->data);
@@ -145,15 +158,46 @@ EffectHost* EffectHost::active() {
     return sActive;
 }
 
+HostGLContext& EffectHost::glContext() {
+    std::lock_guard<std::mutex> lock(mMutex);
+    std::unique_ptr<HostGLContext>& context = mGLContexts[std::this_thread::get_id()];
+    if (!context) {
+        context = std::make_unique<HostGLContext>();
+    }
+    return *context;
+}
+
 PF_Err EffectHost::send(PF_Cmd cmd, void* extra, PF_LayerDef* output) {
+    glContext().makeCurrent();
+    std::vector<PF_ParamDef*> params;
     {
         std::lock_guard<std::mutex> lock(mMutex);
-        mParamPointers.clear();
         for (PF_ParamDef& def : mParams) {
-            mParamPointers.push_back(&def);
+            params.push_back(&def);
         }
     }
-    return mModule->entry()(cmd, &mInData, &mOutData, mParamPointers.data(), output, extra);
+    return mModule->entry()(cmd, &mInData, &mOutData, params.data(), output, extra);
+}
+
+PF_Err EffectHost::smartRender(World& input, World& output) {
+    PF_SmartRenderInput renderInput{};
+    renderInput.output_request.rect = {0, 0, output.width(), output.height()};
+    renderInput.output_request.channel_mask = PF_ChannelMask_ARGB;
+    renderInput.bitdepth = static_cast<short>(8 * World::PixelSize(output.format()) / 4);
+    PF_SmartRenderCallbacks callbacks{&EffectHost::checkoutLayerPixels,
+                                      &EffectHost::checkinLayerPixels, &EffectHost::checkoutOutput};
+    PF_SmartRenderExtra extra{&renderInput, &callbacks};
+
+    const FrameWorlds outer = tFrame;
+    tFrame = {&input, &output};
+    try {
+        const PF_Err err = send(PF_Cmd_SMART_RENDER, &extra);
+        tFrame = outer;
+        return err;
+    } catch (...) {
+        tFrame = outer;
+        throw;
+    }
 }
 
 PF_Err EffectHost::preRender(PF_PreRenderInput& input, PF_PreRenderOutput& output) {
@@ -312,6 +356,120 @@ PF_Err EffectHost::checkoutLayer(PF_ProgPtr ref, PF_ParamIndex index, A_long che
     result->ref_width = self->mLayerRect.right - self->mLayerRect.left;
     result->ref_height = self->mLayerRect.bottom - self->mLayerRect.top;
     return PF_Err_NONE;
+}
+
+PF_Err EffectHost::checkoutLayerPixels(PF_ProgPtr ref, A_long checkoutId, PF_EffectWorld** pixels) {
+    EffectHost* self = active();
+    if (!self || ref != self->mInData.effect_ref || !pixels || checkoutId != 0 || !tFrame.input) {
+        return PF_Err_BAD_CALLBACK_PARAM;
+    }
+    if (const PF_Err err = self->fault(Callback::CheckoutLayerPixels)) {
+        return err;
+    }
+    *pixels = self->mNullWorlds ? nullptr : tFrame.input->effectWorld();
+    return PF_Err_NONE;
+}
+
+PF_Err EffectHost::checkinLayerPixels(PF_ProgPtr ref, A_long) {
+    EffectHost* self = active();
+    return self && ref == self->mInData.effect_ref ? PF_Err_NONE : PF_Err_BAD_CALLBACK_PARAM;
+}
+
+PF_Err EffectHost::checkoutOutput(PF_ProgPtr ref, PF_EffectWorld** output) {
+    EffectHost* self = active();
+    if (!self || ref != self->mInData.effect_ref || !output || !tFrame.output) {
+        return PF_Err_BAD_CALLBACK_PARAM;
+    }
+    if (const PF_Err err = self->fault(Callback::CheckoutOutput)) {
+        return err;
+    }
+    *output = self->mNullWorlds ? nullptr : tFrame.output->effectWorld();
+    return PF_Err_NONE;
+}
+
+PF_PixelFormat EffectHost::formatOf(const PF_EffectWorld* world) const {
+    for (const World* w : {tFrame.input, tFrame.output}) {
+        if (w && w->effectWorld() == world) {
+            return w->format();
+        }
+    }
+    return PF_PixelFormat_INVALID;
+}
+
+// The pixel start of a world of the asked depth; any other world is refused.
+PF_Err EffectHost::getPixelData8(PF_EffectWorld* world, PF_PixelPtr, PF_Pixel8** start) {
+    EffectHost* self = active();
+    if (!self || !world || !start) {
+        return PF_Err_BAD_CALLBACK_PARAM;
+    }
+    *start = nullptr;
+    if (const PF_Err err = self->fault(Callback::GetPixelData8)) {
+        return err;
+    }
+    if (self->formatOf(world) != PF_PixelFormat_ARGB32) {
+        return PF_Err_BAD_CALLBACK_PARAM;
+    }
+    *start = reinterpret_cast<PF_Pixel8*>(world->data);
+    return PF_Err_NONE;
+}
+
+PF_Err EffectHost::getPixelData16(PF_EffectWorld* world, PF_PixelPtr, PF_Pixel16** start) {
+    EffectHost* self = active();
+    if (!self || !world || !start) {
+        return PF_Err_BAD_CALLBACK_PARAM;
+    }
+    *start = nullptr;
+    if (const PF_Err err = self->fault(Callback::GetPixelData16)) {
+        return err;
+    }
+    if (self->formatOf(world) != PF_PixelFormat_ARGB64) {
+        return PF_Err_BAD_CALLBACK_PARAM;
+    }
+    *start = reinterpret_cast<PF_Pixel16*>(world->data);
+    return PF_Err_NONE;
+}
+
+// ---- Float iteration ----
+
+// Calls the function once per pixel of the area (all of `src` without one)
+// that both worlds hold, row by row; the first error ends the walk.
+PF_Err EffectHost::iterateFloat(PF_InData* in_data, A_long, A_long, PF_EffectWorld* src,
+                                const PF_Rect* area, void* refcon,
+                                PF_IteratePixelFloatFunc pixelFunction, PF_EffectWorld* dst) {
+    EffectHost* self = active();
+    if (!self || !in_data || !src || !pixelFunction) {
+        return PF_Err_BAD_CALLBACK_PARAM;
+    }
+    if (const PF_Err err = self->fault(Callback::Iterate)) {
+        return err;
+    }
+    PF_Rect rect = area ? *area : PF_Rect{0, 0, src->width, src->height};
+    A_long right = rect.right < src->width ? rect.right : src->width;
+    A_long bottom = rect.bottom < src->height ? rect.bottom : src->height;
+    if (dst) {
+        right = right < dst->width ? right : dst->width;
+        bottom = bottom < dst->height ? bottom : dst->height;
+    }
+    for (A_long y = rect.top < 0 ? 0 : rect.top; y < bottom; ++y) {
+        auto* in = reinterpret_cast<PF_PixelFloat*>(reinterpret_cast<char*>(src->data) +
+                                                    static_cast<size_t>(y) * src->rowbytes);
+        auto* out = dst ? reinterpret_cast<PF_PixelFloat*>(reinterpret_cast<char*>(dst->data) +
+                                                           static_cast<size_t>(y) * dst->rowbytes)
+                        : nullptr;
+        for (A_long x = rect.left < 0 ? 0 : rect.left; x < right; ++x) {
+            if (const PF_Err err = pixelFunction(refcon, x, y, in + x, out ? out + x : nullptr)) {
+                return err;
+            }
+        }
+    }
+    return PF_Err_NONE;
+}
+
+PF_Err EffectHost::iterateFloatOrigin(PF_InData*, A_long, A_long, PF_EffectWorld*, const PF_Rect*,
+                                      const PF_Point*, void*, PF_IteratePixelFloatFunc,
+                                      PF_EffectWorld*) {
+    // Not used by effects of this family.
+    return PF_Err_INVALID_CALLBACK;
 }
 
 // ---- Handle suite ----

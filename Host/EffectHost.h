@@ -8,6 +8,7 @@
 #include <mutex>
 #include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "AE_Effect.h"
@@ -15,8 +16,10 @@
 #include "AE_EffectCBSuites.h"
 #include "AE_GeneralPlug.h"
 #include "DrawbotSuite.h"
+#include "HostGLContext.h"
 #include "PluginModule.h"
 #include "SuiteRegistry.h"
+#include "World.h"
 
 namespace Brindel::Host {
 
@@ -28,6 +31,11 @@ enum class Callback {
     AnsiSprintf, // fails by writing nothing and returning -1
     AnsiStrcpy,  // fails by copying nothing and returning null
     CheckoutLayer,
+    CheckoutLayerPixels,
+    CheckoutOutput,
+    GetPixelData8,
+    GetPixelData16,
+    Iterate,
     NewHandle, // fails by giving no handle
     Count
 };
@@ -43,11 +51,21 @@ public:
     EffectHost(const EffectHost&) = delete;
     EffectHost& operator=(const EffectHost&) = delete;
 
-    // Calls the entry point with `cmd`; the result is the effect's.
+    // Calls the entry point with `cmd`, with the host's own GL context of the
+    // calling thread current; the result is the effect's.
     PF_Err send(PF_Cmd cmd, void* extra = nullptr, PF_LayerDef* output = nullptr);
+
+    // The host's GL context of the calling thread, made at its first use.
+    HostGLContext& glContext();
 
     // The smart pre-render command with the host's own callbacks.
     PF_Err preRender(PF_PreRenderInput& input, PF_PreRenderOutput& output);
+    // The smart render command: the effect checks out `input` as the layer's
+    // pixels and `output` as its output. Threads may render at once, each
+    // with its own worlds.
+    PF_Err smartRender(World& input, World& output);
+    // Check-outs of pixels and output succeed but give no world.
+    void giveNullWorlds(bool null) { mNullWorlds = null; }
 
     PF_InData& inData() { return mInData; }
     PF_OutData& outData() { return mOutData; }
@@ -101,6 +119,20 @@ private:
     static PF_Err checkoutLayer(PF_ProgPtr ref, PF_ParamIndex index, A_long checkoutId,
                                 const PF_RenderRequest* req, A_long time, A_long step,
                                 A_u_long scale, PF_CheckoutResult* result);
+    static PF_Err checkoutLayerPixels(PF_ProgPtr ref, A_long checkoutId, PF_EffectWorld** pixels);
+    static PF_Err checkinLayerPixels(PF_ProgPtr ref, A_long checkoutId);
+    static PF_Err checkoutOutput(PF_ProgPtr ref, PF_EffectWorld** output);
+    static PF_Err getPixelData8(PF_EffectWorld* world, PF_PixelPtr pixels, PF_Pixel8** start);
+    static PF_Err getPixelData16(PF_EffectWorld* world, PF_PixelPtr pixels, PF_Pixel16** start);
+    static PF_Err iterateFloat(PF_InData* in_data, A_long progressBase, A_long progressFinal,
+                               PF_EffectWorld* src, const PF_Rect* area, void* refcon,
+                               PF_IteratePixelFloatFunc pixelFunction, PF_EffectWorld* dst);
+    static PF_Err iterateFloatOrigin(PF_InData* in_data, A_long progressBase, A_long progressFinal,
+                                     PF_EffectWorld* src, const PF_Rect* area,
+                                     const PF_Point* origin, void* refcon,
+                                     PF_IteratePixelFloatFunc pixelFunction, PF_EffectWorld* dst);
+    // The format of a world the host handed out in the calling thread's frame.
+    PF_PixelFormat formatOf(const PF_EffectWorld* world) const;
     static PF_Handle newHandle(A_HandleSize size);
     static void* lockHandle(PF_Handle handle);
     static void unlockHandle(PF_Handle handle);
@@ -116,6 +148,7 @@ private:
     PF_UtilCallbacks mUtils{};
     PF_ANSICallbacksSuite1 mAnsiSuite{};
     PF_HandleSuite1 mHandleSuite{};
+    PF_iterateFloatSuite1 mIterateFloatSuite{};
     AEGP_PFInterfaceSuite1 mInterfaceSuite{};
     AEGP_LayerSuite5 mLayerSuite{};
     AEGP_ItemSuite6 mItemSuite{};
@@ -133,6 +166,8 @@ private:
     PF_LRect mLayerRect{};
     std::vector<LayerCheckout> mLayerCheckouts;
     std::set<PF_Handle> mHandles;
+    std::atomic<bool> mNullWorlds{false};
+    std::map<std::thread::id, std::unique_ptr<HostGLContext>> mGLContexts;
 };
 
 } // namespace Brindel::Host

@@ -1,103 +1,189 @@
-// aehost: runs an effect plug-in headless, the way the host would.
+// aehost: runs an effect plug-in headless, the way the host would, on image
+// files, on streams of raw frames, or on its built-in test card.
 #include <unistd.h>
 
+#include <algorithm>
+#include <csignal>
 #include <cstdio>
-#include <cstring>
 #include <exception>
+#include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
+#include "AehostOptions.h"
 #include "EffectHost.h"
+#include "FrameRenderer.h"
+#include "ImageFile.h"
+#include "RawFrameReader.h"
+#include "RawFrameWriter.h"
+#include "TestCard.h"
+
+using namespace Brindel::Host;
 
 namespace {
 
 constexpr int kExitUsage = 2;
 constexpr int kExitPluginError = 3;
+constexpr const char* kTestCardOutput = "blurred.png";
 
-std::string defaultPluginPath() {
+std::string DefaultPluginPath() {
     char self[4096];
     const ssize_t n = readlink("/proc/self/exe", self, sizeof(self) - 1);
     if (n <= 0) {
         return "GaussianBlur.so";
     }
-    self[n] = '\0';
-    std::string path(self);
+    const std::string path(self, static_cast<size_t>(n));
     return path.substr(0, path.rfind('/') + 1) + "GaussianBlur.so";
 }
 
-void printUsage(FILE* out) {
-    std::fprintf(out, "usage: aehost [--plugin PATH]\n"
-                      "Loads the effect plug-in, sets it up as the host does, and prints its\n"
-                      "about text and the parameters it registers.\n");
+// Per-frame times on standard error, and their summary.
+class Report {
+public:
+    explicit Report(bool enabled) : mEnabled(enabled) {}
+
+    void frame(double milliseconds) {
+        mTimes.push_back(milliseconds);
+        if (mEnabled) {
+            std::fprintf(stderr, "frame %zu: %.2f ms\n", mTimes.size(), milliseconds);
+        }
+    }
+
+    void summary() const {
+        if (!mEnabled || mTimes.empty()) {
+            return;
+        }
+        std::vector<double> sorted = mTimes;
+        std::sort(sorted.begin(), sorted.end());
+        const size_t n = sorted.size();
+        const double median = n % 2 ? sorted[n / 2] : (sorted[n / 2 - 1] + sorted[n / 2]) / 2.0;
+        std::fprintf(stderr, "%zu frame%s: median %.2f ms, min %.2f ms, max %.2f ms\n", n,
+                     n == 1 ? "" : "s", median, sorted.front(), sorted.back());
+    }
+
+private:
+    bool mEnabled;
+    std::vector<double> mTimes;
+};
+
+// A progress bar on standard error, drawn only when that is a terminal.
+class Progress {
+public:
+    explicit Progress(std::optional<long> total) : mTotal(total), mShow(isatty(STDERR_FILENO)) {}
+    ~Progress() {
+        if (mShow && mDone > 0) {
+            std::fputc('\n', stderr);
+        }
+    }
+
+    void step() {
+        ++mDone;
+        if (!mShow) {
+            return;
+        }
+        if (mTotal && *mTotal > 0) {
+            constexpr int kWidth = 30;
+            const int filled = static_cast<int>(kWidth * std::min(mDone, *mTotal) / *mTotal);
+            std::fprintf(stderr, "\r[%s%s] %ld/%ld", std::string(filled, '#').c_str(),
+                         std::string(kWidth - filled, ' ').c_str(), mDone, *mTotal);
+        } else {
+            std::fprintf(stderr, "\r%ld frames", mDone);
+        }
+        std::fflush(stderr);
+    }
+
+private:
+    std::optional<long> mTotal;
+    bool mShow;
+    long mDone = 0;
+};
+
+// Renders one picture, scaled down first at a downsample.
+std::unique_ptr<World> RenderPicture(FrameRenderer& renderer, Report& report,
+                                     std::unique_ptr<World> input, int downsample) {
+    if (downsample > 1) {
+        input = ImageFile::Downsample(*input, downsample);
+    }
+    auto output = std::make_unique<World>(input->width(), input->height(), PF_PixelFormat_ARGB32);
+    report.frame(renderer.render(*input, *output));
+    return output;
 }
 
-const char* commandName(PF_Cmd cmd) {
-    switch (cmd) {
-    case PF_Cmd_ABOUT:
-        return "PF_Cmd_ABOUT";
-    case PF_Cmd_GLOBAL_SETUP:
-        return "PF_Cmd_GLOBAL_SETUP";
-    case PF_Cmd_GLOBAL_SETDOWN:
-        return "PF_Cmd_GLOBAL_SETDOWN";
-    case PF_Cmd_PARAMS_SETUP:
-        return "PF_Cmd_PARAMS_SETUP";
-    default:
-        return "command";
+int RenderRaw(FrameRenderer& renderer, Report& report, const AehostOptions& options) {
+    RawFrameReader reader(options.input, options.rawWidth, options.rawHeight);
+    RawFrameWriter writer(options.output);
+    World frame(options.rawWidth, options.rawHeight, PF_PixelFormat_ARGB32);
+    const int factor = options.downsample;
+    const A_long width = std::max(1, options.rawWidth / factor);
+    const A_long height = std::max(1, options.rawHeight / factor);
+    World output(width, height, PF_PixelFormat_ARGB32);
+    Progress progress(reader.frameCount());
+    // One frame at a time: memory stays the same however long the stream.
+    while (reader.read(frame)) {
+        if (factor > 1) {
+            std::unique_ptr<World> small = ImageFile::Downsample(frame, factor);
+            report.frame(renderer.render(*small, output));
+        } else {
+            report.frame(renderer.render(frame, output));
+        }
+        writer.write(output);
+        progress.step();
     }
+    return 0;
+}
+
+int Run(const AehostOptions& options) {
+    EffectHost host(options.pluginPath.empty() ? DefaultPluginPath() : options.pluginPath);
+    FrameRenderer renderer(host, options.blur, options.downsample, options.threads);
+    Report report(options.report);
+
+    switch (options.mode) {
+    case AehostOptions::Mode::Raw:
+        RenderRaw(renderer, report, options);
+        break;
+    case AehostOptions::Mode::Image: {
+        std::unique_ptr<World> output =
+            RenderPicture(renderer, report, ImageFile::Read(options.input), options.downsample);
+        ImageFile::Write(options.output, *output);
+        break;
+    }
+    case AehostOptions::Mode::TestCard: {
+        std::unique_ptr<World> output =
+            RenderPicture(renderer, report, TestCard::Draw(), options.downsample);
+        ImageFile::Write(kTestCardOutput, *output);
+        std::printf("wrote the test card, blurred by %g, to %s\n", options.blur, kTestCardOutput);
+        break;
+    }
+    }
+    renderer.finish();
+    report.summary();
+    return 0;
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    std::string pluginPath = defaultPluginPath();
-    for (int i = 1; i < argc; ++i) {
-        const std::string arg = argv[i];
-        if (arg == "--help" || arg == "-h") {
-            printUsage(stdout);
-            return 0;
-        }
-        if (arg == "--plugin") {
-            if (i + 1 >= argc) {
-                std::fprintf(stderr, "aehost: --plugin needs a path\n");
-                return kExitUsage;
-            }
-            pluginPath = argv[++i];
-            continue;
-        }
-        std::fprintf(stderr, "aehost: unknown argument '%s'\n", arg.c_str());
-        printUsage(stderr);
+    // A reader that goes away is reported as a write error, not a silent death.
+    std::signal(SIGPIPE, SIG_IGN);
+    AehostOptions options;
+    try {
+        options = AehostOptions::Parse(argc, argv);
+    } catch (const UsageError& e) {
+        std::fprintf(stderr, "aehost: %s\n%s", e.what(), AehostOptions::Usage());
         return kExitUsage;
     }
-
+    if (options.help) {
+        std::fputs(AehostOptions::Usage(), stdout);
+        return 0;
+    }
     try {
-        Brindel::Host::EffectHost host(pluginPath);
-        for (PF_Cmd cmd : {PF_Cmd_GLOBAL_SETUP, PF_Cmd_ABOUT, PF_Cmd_PARAMS_SETUP}) {
-            if (const PF_Err err = host.send(cmd)) {
-                std::fprintf(stderr, "aehost: %s failed with PF_Err %d\n", commandName(cmd),
-                             static_cast<int>(err));
-                return kExitPluginError;
-            }
-            if (cmd == PF_Cmd_ABOUT) {
-                std::string about = host.outData().return_msg;
-                for (char& c : about) {
-                    c = c == '\r' ? '\n' : c;
-                }
-                std::printf("%s\n", about.c_str());
-            }
-        }
-        for (const PF_ParamDef& def : host.addedParams()) {
-            if (def.param_type == PF_Param_FLOAT_SLIDER) {
-                std::printf("parameter \"%s\": float slider %g to %g, default %g\n", def.name,
-                            def.u.fs_d.valid_min, def.u.fs_d.valid_max, def.u.fs_d.dephault);
-            }
-        }
-        if (const PF_Err err = host.send(PF_Cmd_GLOBAL_SETDOWN)) {
-            std::fprintf(stderr, "aehost: PF_Cmd_GLOBAL_SETDOWN failed with PF_Err %d\n",
-                         static_cast<int>(err));
-            return kExitPluginError;
-        }
+        return Run(options);
+    } catch (const PluginError& e) {
+        std::fprintf(stderr, "aehost: the plug-in failed: %s\n", e.what());
+        return kExitPluginError;
     } catch (const std::exception& e) {
+        // Unreadable input, unwritable output, a plug-in that will not load.
         std::fprintf(stderr, "aehost: %s\n", e.what());
         return kExitUsage;
     }
-    return 0;
 }

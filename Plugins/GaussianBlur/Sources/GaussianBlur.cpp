@@ -1,13 +1,27 @@
 #include "GaussianBlur.h"
 
+#include <glbinding/gl/gl.h>
+
+#include <cstdint>
+#include <mutex>
 #include <new>
 
+#include "AEOpenGLContext.h"
+#include "AEOpenGLContextManager.h"
+#include "AEOpenGLUtilities.h"
+#include "AEOpenglMainFrameBuffer.h"
 #include "AE_EffectCB.h"
 #include "AE_EffectCBSuites.h"
+#include "AE_EffectPixelFormat.h"
+#include "AE_GeneralPlug.h"
 #include "AE_Macros.h"
 #include "GaussianBlurRender.h"
 #include "Param_Utils.h"
+#include "SaveRestoreGLContext.h"
+#include "ScopeExit.h"
 #include "SuiteScoper.h"
+
+using namespace gl;
 
 namespace Brindel::GaussianBlur {
 
@@ -23,6 +37,8 @@ constexpr int kMinorVersion = 0;
 constexpr int kBugVersion = 0;
 constexpr int kBuildVersion = 1;
 
+constexpr PF_ParamIndex kInputLayer = 0;
+constexpr A_long kInputCheckoutId = 0;
 constexpr PF_ParamIndex kBlurScaleParam = 1;
 constexpr A_long kBlurScaleDiskId = 1;
 constexpr PF_FpShort kBlurScaleMax = 60.0f;
@@ -46,13 +62,140 @@ PF_Err About(PF_InData* in_data, PF_OutData* out_data) {
     return PF_Err_NONE;
 }
 
+// The frames of all threads share the render object and the frame-buffer
+// stack, so their GL work goes one frame at a time.
+std::mutex& RenderLock() {
+    static std::mutex lock;
+    return lock;
+}
+
+// The host's context is current again when the command returns, also when it
+// fails.
+class HostContextGuard {
+public:
+    ~HostContextGuard() { mSaved.restore(); }
+    void restore() { mSaved.restore(); }
+
+private:
+    SaveRestoreGLContext mSaved;
+};
+
 PF_Err GlobalSetup(PF_OutData* out_data) {
     out_data->my_version =
         PF_VERSION(kMajorVersion, kMinorVersion, kBugVersion, PF_Stage_DEVELOP, kBuildVersion);
     // 8 bits a channel only, and frames come through smart rendering.
     out_data->out_flags = PF_OutFlag_NONE;
     out_data->out_flags2 = PF_OutFlag2_SUPPORTS_SMART_RENDER;
+
+    HostContextGuard hostContext;
+    AEOpenGLContextManager::setupContextManager();
+    hostContext.restore();
     return PF_Err_NONE;
+}
+
+PF_Err GlobalSetdown() {
+    HostContextGuard hostContext;
+    // Without a data context no GL object was ever made.
+    if (AEOpenGLContext* data = AEOpenGLContextManager::getSharedDataContext()) {
+        data->makeContextCurrent();
+        if (mWarpRender) {
+            AEOpenglMainFrameBuffer::mainFrameBuffer()->destory();
+            delete mWarpRender;
+            mWarpRender = nullptr;
+        }
+    }
+    AEOpenGLContextManager::releaseContextManager();
+    hostContext.restore();
+    return PF_Err_NONE;
+}
+
+// The GL half of a frame: under the render lock, on this thread's render
+// context, with the host's context put back however it ends.
+void RenderFrame(PF_InData* in_data, PF_EffectWorld* inputWorld, PF_EffectWorld* outputWorld,
+                 double blur) {
+    std::lock_guard<std::mutex> lock(RenderLock());
+    if (!mWarpRender) {
+        // Set down already: nothing to render with.
+        throw PF_Err{PF_Err_BAD_CALLBACK_PARAM};
+    }
+    HostContextGuard hostContext;
+    AEOpenGLContext* context = AEOpenGLContextManager::getCurrentRenderContext();
+    if (!context) {
+        throw PF_Err{PF_Err_BAD_CALLBACK_PARAM};
+    }
+    context->makeContextCurrent();
+
+    GLuint inputTexture = 0;
+    AEOpenglMainFrameBuffer* stack = AEOpenglMainFrameBuffer::mainFrameBuffer();
+    // A failed frame leaves no level open and no input texture behind.
+    ScopeExit balance([&] {
+        if (inputTexture != 0) {
+            glDeleteTextures(1, &inputTexture);
+        }
+        stack->clearStack();
+    });
+
+    const int64_t width = inputWorld->width;
+    const int64_t height = inputWorld->height;
+    stack->prepare(width, height, true);
+    stack->beginDrawing();
+
+    mWarpRender->setBlurScale(blur);
+
+    // The effect declares 8 bits a channel, so that is what it is given.
+    const int format = PF_PixelFormat_ARGB32;
+    unsigned long pixelSize = sizeof(PF_Pixel8);
+    GLenum pixelType = GL_UNSIGNED_BYTE;
+    float multiplier = 1.0f;
+    inputTexture = AEOpenGLUtilities::UploadTexture(format, inputWorld, outputWorld, in_data,
+                                                    pixelSize, pixelType, multiplier, false);
+    mWarpRender->draw(inputTexture, multiplier);
+    glDeleteTextures(1, &inputTexture);
+    inputTexture = 0;
+    stack->endDrawing(multiplier);
+    balance.release();
+
+    AEOpenGLUtilities::DownloadTexture(static_cast<unsigned int>(width),
+                                       static_cast<unsigned int>(height), inputWorld, outputWorld,
+                                       in_data, format, pixelSize, pixelType);
+    hostContext.restore();
+}
+
+PF_Err SmartRender(PF_InData* in_data, PF_SmartRenderExtra* extra) {
+    PF_EffectWorld* inputWorld = nullptr;
+    PF_EffectWorld* outputWorld = nullptr;
+    if (const PF_Err err =
+            extra->cb->checkout_layer_pixels(in_data->effect_ref, kInputCheckoutId, &inputWorld)) {
+        return err;
+    }
+    if (const PF_Err err = extra->cb->checkout_output(in_data->effect_ref, &outputWorld)) {
+        return err;
+    }
+    if (!inputWorld || !outputWorld) {
+        return PF_Err_BAD_CALLBACK_PARAM;
+    }
+
+    // A host that lacks one of these fails the frame; none of their
+    // functions is called.
+    SuiteScoper<AEGP_PFInterfaceSuite1> interfaceSuite(in_data, kAEGPPFInterfaceSuite,
+                                                       kAEGPPFInterfaceSuiteVersion1);
+    SuiteScoper<AEGP_LayerSuite5> layerSuite(in_data, kAEGPLayerSuite, kAEGPLayerSuiteVersion5);
+    SuiteScoper<AEGP_ItemSuite6> itemSuite(in_data, kAEGPItemSuite, kAEGPItemSuiteVersion6);
+
+    // The slider is in pixels of the full frame; a failed check-out leaves
+    // it at 0 and the frame is made all the same.
+    PF_ParamDef blurDef;
+    AEFX_CLR_STRUCT(blurDef);
+    const PF_Err checkoutError =
+        in_data->inter.checkout_param(in_data->effect_ref, kBlurScaleParam, in_data->current_time,
+                                      in_data->time_step, in_data->time_scale, &blurDef);
+    const double denominator = static_cast<float>(in_data->downsample_x.den);
+    const double blur = blurDef.u.fs_d.value / denominator;
+    const PF_Err checkinError = in_data->inter.checkin_param(in_data->effect_ref, &blurDef);
+
+    // The host's callbacks above run outside the render lock.
+    RenderFrame(in_data, inputWorld, outputWorld, blur);
+    return checkoutError != PF_Err_NONE ? checkoutError : checkinError;
 }
 
 PF_Err ParamsSetup(PF_InData* in_data, PF_OutData* out_data) {
@@ -101,10 +244,14 @@ PF_Err Dispatch(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data, void* extr
         return About(in_data, out_data);
     case PF_Cmd_GLOBAL_SETUP:
         return GlobalSetup(out_data);
+    case PF_Cmd_GLOBAL_SETDOWN:
+        return GlobalSetdown();
     case PF_Cmd_PARAMS_SETUP:
         return ParamsSetup(in_data, out_data);
     case PF_Cmd_SMART_PRE_RENDER:
         return SmartPreRender(in_data, static_cast<PF_PreRenderExtra*>(extra));
+    case PF_Cmd_SMART_RENDER:
+        return SmartRender(in_data, static_cast<PF_SmartRenderExtra*>(extra));
     default:
         // Pixels are made by smart rendering alone; every other command,
         // the classic render included, is acknowledged and ignored.

@@ -1,11 +1,18 @@
 #include "GaussianBlurRender.h"
 
+#include <glbinding/gl/gl.h>
+
 #include <cmath>
 #include <cstdint>
 #include <limits>
 #include <locale>
 #include <sstream>
 #include <vector>
+
+#include "AEOpenglMainFrameBuffer.h"
+#include "OpenglShader.h"
+
+using namespace gl;
 
 namespace Brindel::GaussianBlur {
 
@@ -92,7 +99,99 @@ private:
     std::ostringstream mOut;
 };
 
+// Two triangles over the whole clip square: x, y, u, v. Texture (0, 0) lies
+// at clip (-1, -1), so no pass flips the image.
+constexpr float kQuad[24] = {
+    1.0f,  -1.0f, 1.0f, 0.0f, //
+    1.0f,  1.0f,  1.0f, 1.0f, //
+    -1.0f, 1.0f,  0.0f, 1.0f, //
+    -1.0f, 1.0f,  0.0f, 1.0f, //
+    -1.0f, -1.0f, 0.0f, 0.0f, //
+    1.0f,  -1.0f, 1.0f, 0.0f, //
+};
+constexpr GLsizei kQuadStride = 4 * sizeof(float);
+const float* const kUvOffset = reinterpret_cast<const float*>(2 * sizeof(float));
+const int kTexture2D = static_cast<int>(GL_TEXTURE_2D);
+
 } // namespace
+
+GaussianBlurRender::~GaussianBlurRender() {
+    mVertexArrays.release();
+    if (mVertexBuffer != 0) {
+        glDeleteBuffers(1, &mVertexBuffer);
+    }
+    delete mShader;
+}
+
+void GaussianBlurRender::bindQuad() {
+    mShader->useProgram();
+    glBindVertexArray(mVertexArray);
+    glBindBuffer(GL_ARRAY_BUFFER, mVertexBuffer);
+    mShader->setAttribute2fv(0, nullptr, kQuadStride);
+    mShader->setAttribute2fv(1, kUvOffset, kQuadStride);
+}
+
+void GaussianBlurRender::unbindQuad() {
+    mShader->disableVertexAttributeArray(0);
+    mShader->disableVertexAttributeArray(1);
+    glBindVertexArray(0);
+    glBindBuffer(GL_ARRAY_BUFFER, 0);
+}
+
+void GaussianBlurRender::draw(unsigned int texture, float multiplier) {
+    mVertexArray = mVertexArrays.current();
+    if (mVertexBuffer == 0) {
+        glGenBuffers(1, &mVertexBuffer);
+        glBindBuffer(GL_ARRAY_BUFFER, mVertexBuffer);
+        glBufferData(GL_ARRAY_BUFFER, sizeof(kQuad), kQuad, GL_STATIC_DRAW);
+    }
+
+    if (mShaderDirty) {
+        delete mShader;
+        mShader = nullptr;
+        const std::string vertex = getVertexFunction();
+        const std::string fragment = getFragmentFunction();
+        mShader = new OpenglShader(vertex, fragment);
+        mShader->addAttributeBinding("position", 0);
+        mShader->addAttributeBinding("input_uv", 1);
+        mShaderDirty = false;
+    }
+
+    AEOpenglMainFrameBuffer* stack = AEOpenglMainFrameBuffer::mainFrameBuffer();
+    if (mSampleRadius <= 0) {
+        bindQuad();
+        mShader->setUniformTexture("videoTexture", kTexture2D, texture, 0);
+        mShader->setUniform1f("multiplier16bit", multiplier);
+        glDrawArrays(GL_TRIANGLES, 0, 6);
+        unbindQuad();
+        return;
+    }
+
+    const float width = stack->width();
+    const float height = stack->height();
+
+    // Vertical pass into a level of its own, in the texture's channel order:
+    // a multiplier of 0 or below leaves the sum unscaled.
+    stack->pushRenderContext(false, false);
+    bindQuad();
+    mShader->setUniform2f("viewSize", width, height);
+    mShader->setUniform2f("texelOffset", 0.0f, 1.0f);
+    mShader->setUniform1f("multiplier16bit", -1.0f);
+    mShader->setUniformTexture("videoTexture", kTexture2D, texture, 0);
+    glDrawArrays(GL_TRIANGLES, 0, 6);
+    unbindQuad();
+    GLuint intermediate = stack->popRenderContext();
+
+    // Horizontal pass into the level below, scaled, reordered and premultiplied.
+    bindQuad();
+    mShader->setUniform2f("viewSize", width, height);
+    mShader->setUniform2f("texelOffset", 1.0f, 0.0f);
+    mShader->setUniformTexture("videoTexture", kTexture2D, intermediate, 0);
+    mShader->setUniform1f("multiplier16bit", multiplier);
+    glDrawArrays(GL_TRIANGLES, 0, 6);
+    unbindQuad();
+    glDeleteTextures(1, &intermediate);
+}
 
 std::vector<float> GaussianBlurRender::kernelWeights() const {
     return MakeWeights(mSampleRadius, mSigma);

@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "PerContextVertexArray.h"
+
 namespace Brindel::GaussianBlur {
 
 class OpenglShader;
@@ -14,12 +16,21 @@ class OpenglShader;
 class GaussianBlurRender {
 public:
     GaussianBlurRender() = default;
+    // Deletes the GL objects made by draw; a context of the share group must
+    // be current.
+    ~GaussianBlurRender();
     GaussianBlurRender(const GaussianBlurRender&) = delete;
     GaussianBlurRender& operator=(const GaussianBlurRender&) = delete;
 
     // Takes this frame's pixel radius. Only a change of the rounded value
     // makes new programs.
     void setBlurScale(double scale);
+
+    // Blurs `texture` into the current level of the frame-buffer stack: a
+    // vertical pass into a level of its own, then a horizontal pass back into
+    // the current level. Without a kernel, one pass-through draw. `multiplier`
+    // is the one the upload gave with the texture.
+    void draw(unsigned int texture, float multiplier);
 
     // Sets the pixel radius, sigma and sample radius from a pixel radius.
     // Leaves the stale flag alone.
@@ -38,9 +49,16 @@ public:
     bool shaderDirty() const { return mShaderDirty; }
 
 private:
+    // Binds the quad and the program's attributes for one pass.
+    void bindQuad();
+    void unbindQuad();
+
     OpenglShader* mShader = nullptr;
+    // The vertex array of the context the last draw ran in; each render
+    // context has its own, while the buffer is shared.
     uint32_t mVertexArray = 0;
     uint32_t mVertexBuffer = 0;
+    PerContextVertexArray mVertexArrays;
     int64_t mSampleRadius = 4;
     double mSigma = 2.0;
     double mPixelRadius = 2.0;

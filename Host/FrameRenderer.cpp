@@ -1,0 +1,148 @@
+#include "FrameRenderer.h"
+
+#include <chrono>
+#include <sstream>
+
+#include "AehostOptions.h"
+
+namespace Brindel::Host {
+
+namespace {
+
+constexpr PF_ParamIndex kBlurScale = 1;
+
+} // namespace
+
+PluginError::PluginError(PF_Cmd cmd, PF_Err code)
+    : std::runtime_error(std::string(CommandName(cmd)) + " returned PF_Err " +
+                         std::to_string(code)),
+      mCommand(cmd), mCode(code) {}
+
+const char* PluginError::CommandName(PF_Cmd cmd) {
+    switch (cmd) {
+    case PF_Cmd_ABOUT:
+        return "PF_Cmd_ABOUT";
+    case PF_Cmd_GLOBAL_SETUP:
+        return "PF_Cmd_GLOBAL_SETUP";
+    case PF_Cmd_GLOBAL_SETDOWN:
+        return "PF_Cmd_GLOBAL_SETDOWN";
+    case PF_Cmd_PARAMS_SETUP:
+        return "PF_Cmd_PARAMS_SETUP";
+    case PF_Cmd_SMART_PRE_RENDER:
+        return "PF_Cmd_SMART_PRE_RENDER";
+    case PF_Cmd_SMART_RENDER:
+        return "PF_Cmd_SMART_RENDER";
+    default:
+        return "command";
+    }
+}
+
+FrameRenderer::Worker::Worker() : mThread([this] { loop(); }) {}
+
+FrameRenderer::Worker::~Worker() {
+    {
+        std::lock_guard<std::mutex> lock(mMutex);
+        mQuit = true;
+    }
+    mWake.notify_all();
+    mThread.join();
+}
+
+void FrameRenderer::Worker::run(const std::function<void()>& job) {
+    std::unique_lock<std::mutex> lock(mMutex);
+    mJob = job;
+    mBusy = true;
+    mError = nullptr;
+    mWake.notify_all();
+    mWake.wait(lock, [this] { return !mBusy; });
+    if (mError) {
+        std::rethrow_exception(mError);
+    }
+}
+
+void FrameRenderer::Worker::loop() {
+    std::unique_lock<std::mutex> lock(mMutex);
+    for (;;) {
+        mWake.wait(lock, [this] { return mBusy || mQuit; });
+        if (mQuit) {
+            return;
+        }
+        try {
+            mJob();
+        } catch (...) {
+            mError = std::current_exception();
+        }
+        mBusy = false;
+        mWake.notify_all();
+    }
+}
+
+FrameRenderer::FrameRenderer(EffectHost& host, double blur, int downsample, int threads)
+    : mHost(host) {
+    PF_InData& in = mHost.inData();
+    in.downsample_x = {1, static_cast<A_u_long>(downsample)};
+    in.downsample_y = {1, static_cast<A_u_long>(downsample)};
+
+    check(PF_Cmd_GLOBAL_SETUP, mHost.send(PF_Cmd_GLOBAL_SETUP));
+    check(PF_Cmd_PARAMS_SETUP, mHost.send(PF_Cmd_PARAMS_SETUP));
+
+    const std::vector<PF_ParamDef> params = mHost.addedParams();
+    if (params.size() >= kBlurScale && params[kBlurScale - 1].param_type == PF_Param_FLOAT_SLIDER) {
+        const PF_FloatSliderDef& slider = params[kBlurScale - 1].u.fs_d;
+        if (blur < slider.valid_min || blur > slider.valid_max) {
+            mHost.send(PF_Cmd_GLOBAL_SETDOWN);
+            std::ostringstream message;
+            message << "--blur " << blur << " is outside " << params[kBlurScale - 1].name
+                    << "'s range " << slider.valid_min << " to " << slider.valid_max;
+            throw UsageError(message.str());
+        }
+    }
+    mHost.setParamValue(kBlurScale, blur);
+
+    for (int i = 0; i < threads; ++i) {
+        mWorkers.push_back(std::make_unique<Worker>());
+    }
+}
+
+FrameRenderer::~FrameRenderer() {
+    mWorkers.clear();
+    if (!mFinished) {
+        mHost.send(PF_Cmd_GLOBAL_SETDOWN);
+    }
+}
+
+void FrameRenderer::check(PF_Cmd cmd, PF_Err err) const {
+    if (err != PF_Err_NONE) {
+        throw PluginError(cmd, err);
+    }
+}
+
+double FrameRenderer::render(World& input, World& output) {
+    Worker& worker = *mWorkers[mNext];
+    mNext = (mNext + 1) % mWorkers.size();
+
+    double milliseconds = 0.0;
+    worker.run([&] {
+        const auto start = std::chrono::steady_clock::now();
+        PF_PreRenderInput request{};
+        request.output_request.rect = {0, 0, output.width(), output.height()};
+        request.output_request.channel_mask = PF_ChannelMask_ARGB;
+        request.bitdepth = 8;
+        PF_PreRenderOutput result{};
+        mHost.setLayerRect({0, 0, input.width(), input.height()});
+        check(PF_Cmd_SMART_PRE_RENDER, mHost.preRender(request, result));
+        check(PF_Cmd_SMART_RENDER, mHost.smartRender(input, output));
+        milliseconds =
+            std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start)
+                .count();
+    });
+    return milliseconds;
+}
+
+void FrameRenderer::finish() {
+    mWorkers.clear();
+    mFinished = true;
+    check(PF_Cmd_GLOBAL_SETDOWN, mHost.send(PF_Cmd_GLOBAL_SETDOWN));
+}
+
+} // namespace Brindel::Host

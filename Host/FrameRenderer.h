@@ -1,0 +1,80 @@
+#pragma once
+
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "EffectHost.h"
+#include "World.h"
+
+namespace Brindel::Host {
+
+// The plug-in answered a command with an error.
+class PluginError : public std::runtime_error {
+public:
+    PluginError(PF_Cmd cmd, PF_Err code);
+    PF_Cmd command() const { return mCommand; }
+    PF_Err code() const { return mCode; }
+
+    static const char* CommandName(PF_Cmd cmd);
+
+private:
+    PF_Cmd mCommand;
+    PF_Err mCode;
+};
+
+// Drives an effect through a session as the host does: global and parameter
+// setup once, then pre-render and render for each frame, sent from a number
+// of host threads in turn, and global set-down at the end.
+class FrameRenderer {
+public:
+    // Sets the effect up and its "Blur Scale" to `blur` frame pixels at the
+    // downsample 1/`downsample`. Throws PluginError, or UsageError for a blur
+    // outside the parameter's range.
+    FrameRenderer(EffectHost& host, double blur, int downsample, int threads);
+    // Sets the effect down if finish() was not called; errors are dropped.
+    ~FrameRenderer();
+    FrameRenderer(const FrameRenderer&) = delete;
+    FrameRenderer& operator=(const FrameRenderer&) = delete;
+
+    // Renders `input` into `output` (of the same size) on the next thread in
+    // turn; returns the frame's time in milliseconds. Throws PluginError.
+    double render(World& input, World& output);
+
+    // Global set-down. Throws PluginError.
+    void finish();
+
+private:
+    // One host thread that runs the jobs handed to it, one at a time.
+    class Worker {
+    public:
+        Worker();
+        ~Worker();
+        void run(const std::function<void()>& job);
+
+    private:
+        void loop();
+
+        std::mutex mMutex;
+        std::condition_variable mWake;
+        std::function<void()> mJob;
+        bool mBusy = false;
+        bool mQuit = false;
+        std::exception_ptr mError;
+        std::thread mThread;
+    };
+
+    void check(PF_Cmd cmd, PF_Err err) const;
+
+    EffectHost& mHost;
+    std::vector<std::unique_ptr<Worker>> mWorkers;
+    size_t mNext = 0;
+    bool mFinished = false;
+};
+
+} // namespace Brindel::Host

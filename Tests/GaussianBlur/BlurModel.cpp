@@ -1,0 +1,171 @@
+#include "BlurModel.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <map>
+#include <regex>
+#include <stdexcept>
+
+namespace Brindel::Testing {
+
+namespace {
+
+using Texel = std::array<double, 4>; // GL's r, g, b, a slots
+
+struct Image {
+    int width;
+    int height;
+    std::vector<Texel> texels;
+    const Texel& at(int x, int y) const { return texels[static_cast<size_t>(y) * width + x]; }
+};
+
+// What a target of 8 bits a channel stores: clamped, rounded to the nearest level.
+double Level(double v) {
+    return std::round(std::clamp(v, 0.0, 1.0) * 255.0) / 255.0;
+}
+
+Texel Quantise(const Texel& t) {
+    return {Level(t[0]), Level(t[1]), Level(t[2]), Level(t[3])};
+}
+
+// Linear filtering at texture coordinate (u, v), edges clamped.
+Texel Sample(const Image& image, double u, double v) {
+    const double sx = u * image.width - 0.5;
+    const double sy = v * image.height - 0.5;
+    const double fx = sx - std::floor(sx);
+    const double fy = sy - std::floor(sy);
+    auto clampX = [&](double x) { return std::clamp(static_cast<int>(x), 0, image.width - 1); };
+    auto clampY = [&](double y) { return std::clamp(static_cast<int>(y), 0, image.height - 1); };
+    const int x0 = clampX(std::floor(sx)), x1 = clampX(std::floor(sx) + 1);
+    const int y0 = clampY(std::floor(sy)), y1 = clampY(std::floor(sy) + 1);
+    Texel out{};
+    for (int c = 0; c < 4; ++c) {
+        const double top = image.at(x0, y0)[c] * (1 - fx) + image.at(x1, y0)[c] * fx;
+        const double bottom = image.at(x0, y1)[c] * (1 - fx) + image.at(x1, y1)[c] * fx;
+        out[c] = top * (1 - fy) + bottom * fy;
+    }
+    return out;
+}
+
+// One pass of the kernel along (dx, dy) texels, unscaled.
+Image Blur(const Image& source, const BlurModel::Kernel& kernel, int dx, int dy) {
+    Image out{source.width, source.height, std::vector<Texel>(source.texels.size())};
+    const double stepU = static_cast<double>(dx) / source.width;
+    const double stepV = static_cast<double>(dy) / source.height;
+    for (int y = 0; y < source.height; ++y) {
+        for (int x = 0; x < source.width; ++x) {
+            const double u = (x + 0.5) / source.width;
+            const double v = (y + 0.5) / source.height;
+            Texel sum = Sample(source, u, v);
+            for (double& c : sum) {
+                c *= kernel.centre;
+            }
+            for (const BlurModel::Pair& p : kernel.pairs) {
+                const Texel plus = Sample(source, u + stepU * p.offset, v + stepV * p.offset);
+                const Texel minus = Sample(source, u - stepU * p.offset, v - stepV * p.offset);
+                for (int c = 0; c < 4; ++c) {
+                    sum[c] += (plus[c] + minus[c]) * p.weight;
+                }
+            }
+            out.texels[static_cast<size_t>(y) * source.width + x] = sum;
+        }
+    }
+    return out;
+}
+
+// Host order (A, R, G, B in the slots) to premultiplied red, green, blue, alpha.
+Texel Premultiply(const Texel& t) {
+    const Texel rotated = {t[1], t[2], t[3], t[0]};
+    return {rotated[3] * rotated[0], rotated[3] * rotated[1], rotated[3] * rotated[2], rotated[3]};
+}
+
+// The final pass: back to straight alpha, red, green, blue.
+Texel Unpremultiply(const Texel& t) {
+    if (t[3] == 0) {
+        return {0, 0, 0, 0};
+    }
+    return {t[3], t[0] / t[3], t[1] / t[3], t[2] / t[3]};
+}
+
+double Number(const std::string& text) {
+    return std::stod(text);
+}
+
+} // namespace
+
+BlurModel::Kernel BlurModel::ReadKernel(const std::string& vertex, const std::string& fragment) {
+    Kernel kernel;
+    if (vertex.find("singleStepOffset") == std::string::npos) {
+        return kernel;
+    }
+    kernel.passThrough = false;
+
+    std::smatch m;
+    if (!std::regex_search(fragment, m, std::regex(R"(blurCoordinates\[0\]\) \* ([0-9.e+-]+);)"))) {
+        throw std::runtime_error("no centre weight in the fragment program");
+    }
+    kernel.centre = Number(m[1]);
+
+    // Pairs whose coordinates the vertex stage computes: offset from the
+    // vertex program, weight from the fragment program, by array index.
+    std::map<int, double> offsets, weights;
+    const std::regex vertexTap(
+        R"(blurCoordinates\[(\d+)\] = input_uv.xy \+ singleStepOffset \* ([0-9.e+-]+);)");
+    for (auto it = std::sregex_iterator(vertex.begin(), vertex.end(), vertexTap);
+         it != std::sregex_iterator(); ++it) {
+        offsets[std::stoi((*it)[1])] = Number((*it)[2]);
+    }
+    const std::regex fragmentTap(R"(blurCoordinates\[(\d+)\]\) \* ([0-9.e+-]+);)");
+    for (auto it = std::sregex_iterator(fragment.begin(), fragment.end(), fragmentTap);
+         it != std::sregex_iterator(); ++it) {
+        weights[std::stoi((*it)[1])] = Number((*it)[2]);
+    }
+    for (const auto& [index, offset] : offsets) {
+        kernel.pairs.push_back({weights.at(index), offset});
+    }
+    // Pairs offset in the fragment stage.
+    const std::regex farTap(
+        R"(blurCoordinates\[0\] \+ singlStepOffset \*([0-9.e+-]+)\) \* ([0-9.e+-]+);)");
+    for (auto it = std::sregex_iterator(fragment.begin(), fragment.end(), farTap);
+         it != std::sregex_iterator(); ++it) {
+        kernel.pairs.push_back({Number((*it)[2]), Number((*it)[1])});
+    }
+    return kernel;
+}
+
+std::vector<PF_Pixel8> BlurModel::Render(const std::vector<PF_Pixel8>& input, int width, int height,
+                                         const Kernel& kernel) {
+    // The upload: the host's bytes in memory order, as floats.
+    Image source{width, height, {}};
+    source.texels.reserve(input.size());
+    for (const PF_Pixel8& p : input) {
+        source.texels.push_back({p.alpha / 255.0, p.red / 255.0, p.green / 255.0, p.blue / 255.0});
+    }
+
+    Image working{width, height, std::vector<Texel>(source.texels.size())};
+    if (kernel.passThrough) {
+        for (size_t i = 0; i < source.texels.size(); ++i) {
+            working.texels[i] = Quantise(Premultiply(source.texels[i]));
+        }
+    } else {
+        Image vertical = Blur(source, kernel, 0, 1);
+        for (Texel& t : vertical.texels) {
+            t = Quantise(t);
+        }
+        const Image horizontal = Blur(vertical, kernel, 1, 0);
+        for (size_t i = 0; i < horizontal.texels.size(); ++i) {
+            working.texels[i] = Quantise(Premultiply(horizontal.texels[i]));
+        }
+    }
+
+    std::vector<PF_Pixel8> out(input.size());
+    for (size_t i = 0; i < out.size(); ++i) {
+        const Texel t = Quantise(Unpremultiply(working.texels[i]));
+        auto byte = [](double v) { return static_cast<A_u_char>(std::lround(v * 255.0)); };
+        out[i] = {byte(t[0]), byte(t[1]), byte(t[2]), byte(t[3])};
+    }
+    return out;
+}
+
+} // namespace Brindel::Testing

@@ -1,0 +1,454 @@
+// Frames end to end: the host sends the effect its commands and worlds, and
+// the result is compared with an independent CPU model of the chain.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cmath>
+#include <cstring>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "AE_EffectCBSuites.h"
+#include "AE_GeneralPlug.h"
+#include "BlurModel.h"
+#include "EffectHost.h"
+#include "GLCallRecorder.h"
+#include "GaussianBlurRender.h"
+
+using Brindel::GaussianBlur::GaussianBlurRender;
+using Brindel::Host::Callback;
+using Brindel::Host::EffectHost;
+using Brindel::Host::SuiteFault;
+using Brindel::Host::World;
+using Brindel::Testing::BlurModel;
+using Brindel::Testing::GLCallRecorder;
+
+// Whole pixels compare equal byte for byte; found by argument lookup for the
+// host's pixel type.
+static bool operator==(const PF_Pixel8& a, const PF_Pixel8& b) {
+    return std::memcmp(&a, &b, sizeof(PF_Pixel8)) == 0;
+}
+
+namespace {
+
+using Pixels = std::vector<PF_Pixel8>;
+
+// ---- Test images ----
+
+Pixels Gradient(int w, int h) {
+    Pixels p;
+    for (int y = 0; y < h; ++y) {
+        for (int x = 0; x < w; ++x) {
+            p.push_back({255, static_cast<A_u_char>(255 * x / (w - 1)),
+                         static_cast<A_u_char>(255 * y / (h - 1)),
+                         static_cast<A_u_char>(255 - 255 * x / (w - 1))});
+        }
+    }
+    return p;
+}
+
+Pixels Checkerboard(int w, int h) {
+    Pixels p;
+    for (int y = 0; y < h; ++y) {
+        for (int x = 0; x < w; ++x) {
+            const A_u_char v = ((x / 4 + y / 4) % 2) ? 255 : 0;
+            p.push_back({255, v, static_cast<A_u_char>(255 - v), v});
+        }
+    }
+    return p;
+}
+
+Pixels Noise(int w, int h) {
+    std::mt19937 random(7);
+    std::uniform_int_distribution<int> level(0, 255);
+    Pixels p;
+    for (int i = 0; i < w * h; ++i) {
+        p.push_back({255, static_cast<A_u_char>(level(random)),
+                     static_cast<A_u_char>(level(random)), static_cast<A_u_char>(level(random))});
+    }
+    return p;
+}
+
+// Opaque, partly transparent and fully transparent regions, with colour kept
+// under zero alpha.
+Pixels Transparency(int w, int h) {
+    std::mt19937 random(11);
+    std::uniform_int_distribution<int> level(0, 255);
+    Pixels p;
+    for (int y = 0; y < h; ++y) {
+        for (int x = 0; x < w; ++x) {
+            const A_u_char alpha = x < w / 3       ? 0
+                                   : x < 2 * w / 3 ? static_cast<A_u_char>(y * 2)
+                                                   : 255;
+            p.push_back(
+                {alpha, static_cast<A_u_char>(level(random)), 200, static_cast<A_u_char>(x)});
+        }
+    }
+    return p;
+}
+
+void Fill(World& world, const Pixels& pixels) {
+    for (A_long y = 0; y < world.height(); ++y) {
+        std::memcpy(world.row(y), &pixels[static_cast<size_t>(y) * world.width()],
+                    world.width() * sizeof(PF_Pixel8));
+    }
+}
+
+Pixels Read(const World& world) {
+    Pixels pixels;
+    for (A_long y = 0; y < world.height(); ++y) {
+        const PF_Pixel8* row = world.pixels<PF_Pixel8>(y);
+        pixels.insert(pixels.end(), row, row + world.width());
+    }
+    return pixels;
+}
+
+int Premultiplied(A_u_char colour, A_u_char alpha) {
+    return static_cast<int>(std::lround(colour * alpha / 255.0));
+}
+
+// Within one level in alpha and in premultiplied colour, and in straight
+// colour where the pixel is opaque; returns the number of pixels outside.
+int CountMismatches(const Pixels& got, const Pixels& want, int width, std::string& first) {
+    int bad = 0;
+    for (size_t i = 0; i < got.size(); ++i) {
+        const PF_Pixel8& g = got[i];
+        const PF_Pixel8& w = want[i];
+        bool ok = std::abs(g.alpha - w.alpha) <= 1;
+        for (auto channel : {&PF_Pixel8::red, &PF_Pixel8::green, &PF_Pixel8::blue}) {
+            ok = ok && std::abs(Premultiplied(g.*channel, g.alpha) -
+                                Premultiplied(w.*channel, w.alpha)) <= 1;
+            if (g.alpha == 255 && w.alpha == 255) {
+                ok = ok && std::abs(g.*channel - w.*channel) <= 1;
+            }
+        }
+        if (!ok && bad++ == 0) {
+            first = "pixel (" + std::to_string(i % width) + ", " + std::to_string(i / width) +
+                    "): got " + std::to_string(g.alpha) + "," + std::to_string(g.red) + "," +
+                    std::to_string(g.green) + "," + std::to_string(g.blue) + " want " +
+                    std::to_string(w.alpha) + "," + std::to_string(w.red) + "," +
+                    std::to_string(w.green) + "," + std::to_string(w.blue);
+        }
+    }
+    return bad;
+}
+
+// Plays the host through a session: set up before each test, set down after
+// it, with the host's GL context checked after every command.
+class GaussianBlurFrame : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_EQ(send(PF_Cmd_GLOBAL_SETUP), PF_Err_NONE);
+        ASSERT_EQ(send(PF_Cmd_PARAMS_SETUP), PF_Err_NONE);
+    }
+
+    void TearDown() override {
+        EXPECT_EQ(send(PF_Cmd_GLOBAL_SETDOWN), PF_Err_NONE);
+        EXPECT_EQ(host.suites().outstanding(), 0) << "a suite was not released";
+        EXPECT_EQ(host.paramsOut(), 0) << "a parameter was not checked in";
+        EXPECT_EQ(host.liveHandles(), 0u) << "a handle was not disposed of";
+    }
+
+    PF_Err send(PF_Cmd cmd) {
+        const PF_Err err = host.send(cmd);
+        EXPECT_TRUE(host.glContext().isCurrent()) << "after command " << cmd;
+        return err;
+    }
+
+    // Renders with "Blur Scale" at `blur`, and feeds the same value to the
+    // model's own kernel object, which then has the effect's history.
+    PF_Err render(World& input, World& output, double blur) {
+        host.setParamValue(1, blur);
+        shadow.setBlurScale(blur / static_cast<float>(host.inData().downsample_x.den));
+        const PF_Err err = host.smartRender(input, output);
+        EXPECT_TRUE(host.glContext().isCurrent()) << "after a frame";
+        return err;
+    }
+
+    BlurModel::Kernel kernel() {
+        return BlurModel::ReadKernel(shadow.getVertexFunction(), shadow.getFragmentFunction());
+    }
+
+    Pixels renderPixels(const Pixels& pixels, int w, int h, double blur) {
+        World input(w, h, PF_PixelFormat_ARGB32);
+        World output(w, h, PF_PixelFormat_ARGB32);
+        Fill(input, pixels);
+        EXPECT_EQ(render(input, output, blur), PF_Err_NONE);
+        return Read(output);
+    }
+
+    EffectHost host{BRINDEL_PLUGIN_PATH};
+    GaussianBlurRender shadow;
+};
+
+} // namespace
+
+// ---- Images ----
+
+class GaussianBlurModel : public GaussianBlurFrame,
+                          public ::testing::WithParamInterface<const char*> {};
+
+TEST_P(GaussianBlurModel, FramesMatchTheCpuModelWithinOneLevel) {
+    const std::string name = GetParam();
+    constexpr int kWidth = 257;
+    constexpr int kHeight = 131;
+    const Pixels pixels = name == "gradient"       ? Gradient(kWidth, kHeight)
+                          : name == "checkerboard" ? Checkerboard(kWidth, kHeight)
+                          : name == "noise"        ? Noise(kWidth, kHeight)
+                                                   : Transparency(kWidth, kHeight);
+    // Padded rows in both worlds, of different lengths.
+    World input(kWidth, kHeight, PF_PixelFormat_ARGB32, 3 * 4);
+    World output(kWidth, kHeight, PF_PixelFormat_ARGB32, 5 * 4);
+    Fill(input, pixels);
+    for (double blur : {0.0, 0.49, 0.5, 1.0, 2.0, 3.0, 6.0, 7.0, 10.0, 30.0, 60.0}) {
+        ASSERT_EQ(render(input, output, blur), PF_Err_NONE) << "blur " << blur;
+        const Pixels want = BlurModel::Render(pixels, kWidth, kHeight, kernel());
+        std::string first;
+        EXPECT_EQ(CountMismatches(Read(output), want, kWidth, first), 0)
+            << name << ", blur " << blur << ", first at " << first;
+        EXPECT_TRUE(output.paddingIntact()) << "blur " << blur;
+        EXPECT_TRUE(input.paddingIntact()) << "blur " << blur;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Images, GaussianBlurModel,
+                         ::testing::Values("gradient", "checkerboard", "noise", "transparency"));
+
+TEST_F(GaussianBlurFrame, PremultiplyingAndBackLosesColourAtHalfAlpha) {
+    const Pixels out = renderPixels({{128, 200, 100, 50}}, 1, 1, 0.0);
+    ASSERT_EQ(out.size(), 1u);
+    EXPECT_EQ(out[0].alpha, 128);
+    EXPECT_EQ(out[0].red, 199);
+    EXPECT_EQ(out[0].green, 100);
+    EXPECT_EQ(out[0].blue, 50);
+}
+
+TEST_F(GaussianBlurFrame, ImageIsNeitherFlippedNorMirrored) {
+    constexpr int w = 5, h = 3;
+    Pixels pixels(w * h, PF_Pixel8{255, 0, 0, 0});
+    pixels[0] = {255, 255, 0, 0};           // top left: red
+    pixels[w - 1] = {255, 0, 255, 0};       // top right: green
+    pixels[(h - 1) * w] = {255, 0, 0, 255}; // bottom left: blue
+    pixels[w * h - 1] = {0, 9, 9, 9};       // bottom right: transparent
+    const Pixels out = renderPixels(pixels, w, h, 0.0);
+    EXPECT_EQ(out[0].red, 255);
+    EXPECT_EQ(out[w - 1].green, 255);
+    EXPECT_EQ(out[(h - 1) * w].blue, 255);
+    // Colour under zero alpha is dropped.
+    EXPECT_EQ(out[w * h - 1].alpha, 0);
+    EXPECT_EQ(out[w * h - 1].red, 0);
+}
+
+// ---- What a host relies on ----
+
+TEST_F(GaussianBlurFrame, DownsampleDividesTheRadius) {
+    const Pixels pixels = Checkerboard(64, 48);
+    const Pixels unblurred = renderPixels(pixels, 64, 48, 0.0);
+    const Pixels tenPixels = renderPixels(pixels, 64, 48, 10.0);
+
+    // At a quarter, a value of 1 is a quarter pixel and rounds to no blur.
+    host.inData().downsample_x = {1, 4};
+    host.inData().downsample_y = {1, 4};
+    EXPECT_EQ(renderPixels(pixels, 64, 48, 1.0), unblurred);
+
+    // Only the horizontal denominator counts, for both directions.
+    host.inData().downsample_x = {1, 2};
+    host.inData().downsample_y = {1, 1};
+    EXPECT_EQ(renderPixels(pixels, 64, 48, 20.0), tenPixels);
+}
+
+TEST_F(GaussianBlurFrame, FailedParameterCheckoutGivesAnUnblurredFrameAndTheHostsCode) {
+    const Pixels pixels = Noise(32, 16);
+    const Pixels unblurred = renderPixels(pixels, 32, 16, 0.0);
+    host.fail(Callback::CheckoutParam, PF_Interrupt_CANCEL);
+    World input(32, 16, PF_PixelFormat_ARGB32);
+    World output(32, 16, PF_PixelFormat_ARGB32);
+    Fill(input, pixels);
+    EXPECT_EQ(render(input, output, 25.0), PF_Interrupt_CANCEL);
+    EXPECT_EQ(Read(output), unblurred);
+    EXPECT_EQ(host.calls(Callback::CheckinParam), 2) << "checked in after a failed check-out too";
+
+    host.clearFaults();
+    host.fail(Callback::CheckinParam, PF_Err_OUT_OF_MEMORY);
+    EXPECT_EQ(render(input, output, 0.0), PF_Err_OUT_OF_MEMORY);
+    EXPECT_EQ(Read(output), unblurred);
+}
+
+TEST_F(GaussianBlurFrame, SameSizeAndRoundedBlurRebuildNothing) {
+    World input(40, 30, PF_PixelFormat_ARGB32);
+    World output(40, 30, PF_PixelFormat_ARGB32);
+    Fill(input, Gradient(40, 30));
+    ASSERT_EQ(render(input, output, 7.6), PF_Err_NONE);
+
+    GLCallRecorder recorder;
+    ASSERT_EQ(render(input, output, 8.4), PF_Err_NONE);
+    EXPECT_EQ(recorder.count("glGenFramebuffers"), 0u);
+    EXPECT_EQ(recorder.count("glCreateProgram"), 0u);
+    EXPECT_EQ(recorder.count("glCompileShader"), 0u);
+    // Per frame: one level pushed by the blur beside the bottom one.
+    EXPECT_EQ(recorder.count("glDrawArrays"), 3u);
+
+    // Another size remakes the frame-buffer objects but not the programs.
+    recorder.clear();
+    World wider(41, 30, PF_PixelFormat_ARGB32);
+    World widerOut(41, 30, PF_PixelFormat_ARGB32);
+    ASSERT_EQ(render(wider, widerOut, 8.0), PF_Err_NONE);
+    EXPECT_GT(recorder.count("glGenFramebuffers"), 0u);
+    EXPECT_EQ(recorder.count("glCreateProgram"), 0u);
+
+    // Another rounded blur makes one new program, and no blur draws once.
+    recorder.clear();
+    ASSERT_EQ(render(wider, widerOut, 0.2), PF_Err_NONE);
+    EXPECT_EQ(recorder.count("glCreateProgram"), 1u);
+    EXPECT_EQ(recorder.count("glDrawArrays"), 2u);
+}
+
+TEST_F(GaussianBlurFrame, HundredFramesLeakNoGLObject) {
+    World input(33, 17, PF_PixelFormat_ARGB32);
+    World output(33, 17, PF_PixelFormat_ARGB32);
+    Fill(input, Noise(33, 17));
+    ASSERT_EQ(render(input, output, 3.0), PF_Err_NONE);
+
+    GLCallRecorder recorder;
+    for (int i = 0; i < 100; ++i) {
+        ASSERT_EQ(render(input, output, i % 2 ? 3.0 : 3.2), PF_Err_NONE);
+    }
+    EXPECT_EQ(recorder.names("glGenTextures").size(), recorder.names("glDeleteTextures").size());
+    EXPECT_EQ(recorder.names("glGenRenderbuffers").size(),
+              recorder.names("glDeleteRenderbuffers").size());
+    EXPECT_EQ(recorder.count("glGenFramebuffers"), 0u);
+    EXPECT_EQ(recorder.count("glGenVertexArrays"), 0u);
+    EXPECT_EQ(recorder.count("glGenBuffers"), 0u);
+}
+
+TEST_F(GaussianBlurFrame, SetdownWithoutAnyFrameLeavesTheHostsContext) {
+    // The fixture sets up and down around this test; nothing is rendered.
+    EXPECT_TRUE(host.glContext().isCurrent());
+}
+
+// ---- Faults ----
+
+TEST_F(GaussianBlurFrame, HostFaultsReturnTheirCodesAndLeaveTheNextFrameIntact) {
+    World input(24, 20, PF_PixelFormat_ARGB32);
+    World output(24, 20, PF_PixelFormat_ARGB32);
+    const Pixels pixels = Transparency(24, 20);
+    Fill(input, pixels);
+    const Pixels good = renderPixels(pixels, 24, 20, 4.0);
+
+    struct Case {
+        const char* what;
+        std::function<void()> arm;
+        PF_Err expected;
+    };
+    const std::vector<Case> cases = {
+        {"no layer pixels", [&] { host.fail(Callback::CheckoutLayerPixels, PF_Interrupt_CANCEL); },
+         PF_Interrupt_CANCEL},
+        {"no output", [&] { host.fail(Callback::CheckoutOutput, PF_Err_OUT_OF_MEMORY); },
+         PF_Err_OUT_OF_MEMORY},
+        {"null worlds", [&] { host.giveNullWorlds(true); }, PF_Err_BAD_CALLBACK_PARAM},
+        {"no interface suite",
+         [&] { host.suites().setFault(kAEGPPFInterfaceSuite, 1, SuiteFault::Missing); },
+         PF_Err_BAD_CALLBACK_PARAM},
+        {"no layer suite",
+         [&] { host.suites().setFault(kAEGPLayerSuite, 11, SuiteFault::Missing); },
+         PF_Err_BAD_CALLBACK_PARAM},
+        {"no item suite", [&] { host.suites().setFault(kAEGPItemSuite, 10, SuiteFault::Missing); },
+         PF_Err_BAD_CALLBACK_PARAM},
+        {"no read-back handle", [&] { host.fail(Callback::NewHandle, 1); },
+         PF_Err_BAD_CALLBACK_PARAM},
+        {"no handle suite", [&] { host.suites().setFault(kPFHandleSuite, 2, SuiteFault::Missing); },
+         PF_Err_BAD_CALLBACK_PARAM},
+        {"no pixel start", [&] { host.fail(Callback::GetPixelData8, PF_Err_INVALID_INDEX); },
+         PF_Err_BAD_CALLBACK_PARAM},
+    };
+    for (const Case& c : cases) {
+        c.arm();
+        EXPECT_EQ(render(input, output, 4.0), c.expected) << c.what;
+        host.clearFaults();
+        host.giveNullWorlds(false);
+        EXPECT_EQ(host.suites().outstanding(), 0) << c.what;
+        // The stack was left balanced: the next frame is whole.
+        EXPECT_EQ(renderPixels(pixels, 24, 20, 4.0), good) << c.what;
+    }
+}
+
+TEST_F(GaussianBlurFrame, FailedFramesLeakNoGLObject) {
+    World input(16, 16, PF_PixelFormat_ARGB32);
+    World output(16, 16, PF_PixelFormat_ARGB32);
+    ASSERT_EQ(render(input, output, 2.0), PF_Err_NONE);
+    GLCallRecorder recorder;
+    for (int i = 0; i < 20; ++i) {
+        host.fail(i % 2 ? Callback::NewHandle : Callback::GetPixelData8, 1);
+        EXPECT_EQ(render(input, output, 2.0), PF_Err_BAD_CALLBACK_PARAM);
+    }
+    host.clearFaults();
+    EXPECT_EQ(recorder.names("glGenTextures").size(), recorder.names("glDeleteTextures").size());
+    EXPECT_EQ(recorder.names("glGenRenderbuffers").size(),
+              recorder.names("glDeleteRenderbuffers").size());
+    EXPECT_EQ(host.liveHandles(), 0u);
+}
+
+TEST_F(GaussianBlurFrame, OutputLargerThanInputIsWrittenOnlyWhereTheInputIs) {
+    World input(10, 6, PF_PixelFormat_ARGB32);
+    Fill(input, Gradient(10, 6));
+    World output(14, 9, PF_PixelFormat_ARGB32);
+    for (A_long y = 0; y < output.height(); ++y) {
+        std::memset(output.row(y), 0x77, output.rowbytes());
+    }
+    ASSERT_EQ(render(input, output, 0.0), PF_Err_NONE);
+    const Pixels out = Read(output);
+    EXPECT_EQ(out[9].red, 255) << "the input's last column is written";
+    for (A_long y = 0; y < output.height(); ++y) {
+        for (A_long x = 0; x < output.width(); ++x) {
+            if (x >= 10 || y >= 6) {
+                EXPECT_EQ(out[y * 14 + x].alpha, 0x77) << x << ", " << y;
+            }
+        }
+    }
+}
+
+// ---- Threads ----
+
+TEST_F(GaussianBlurFrame, FramesFromSeveralThreadsMatchOneThread) {
+    constexpr int w = 48, h = 36;
+    const Pixels pixels = Transparency(w, h);
+    const Pixels single = renderPixels(pixels, w, h, 5.0);
+
+    // In turn: each frame from the next of four threads.
+    for (int i = 0; i < 8; ++i) {
+        Pixels got;
+        std::thread thread([&] {
+            World input(w, h, PF_PixelFormat_ARGB32);
+            World output(w, h, PF_PixelFormat_ARGB32);
+            Fill(input, pixels);
+            EXPECT_EQ(host.smartRender(input, output), PF_Err_NONE);
+            EXPECT_TRUE(host.glContext().isCurrent());
+            got = Read(output);
+        });
+        thread.join();
+        EXPECT_EQ(got, single) << "frame " << i;
+    }
+
+    // At once: four threads, several frames each.
+    std::atomic<int> wrong{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&] {
+            World input(w, h, PF_PixelFormat_ARGB32);
+            World output(w, h, PF_PixelFormat_ARGB32);
+            Fill(input, pixels);
+            for (int i = 0; i < 5; ++i) {
+                if (host.smartRender(input, output) != PF_Err_NONE || Read(output) != single ||
+                    !host.glContext().isCurrent()) {
+                    ++wrong;
+                }
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(wrong, 0);
+}
