@@ -1,5 +1,6 @@
 #include "Mat4.h"
 
+#include "Affine.h"
 #include "Quaternion.h"
 
 #include <algorithm>
@@ -502,6 +503,20 @@ void Mat4::setWithQuaternion(Quaternion const& q) {
     m[8] = 2.0 * (x * z + y * w);
     m[9] = 2.0 * (y * z - x * w);
     m[10] = 1.0 - 2.0 * (x * x + y * y);
+}
+
+void Mat4::setWithAffine(Affine const& t) {
+    setIdentity();
+    m[0] = t.a;
+    m[1] = t.b;
+    m[4] = t.c;
+    m[5] = t.d;
+    m[12] = t.e;
+    m[13] = t.f;
+}
+
+Affine Mat4::getAffine() const {
+    return Affine(m[0], m[1], m[4], m[5], m[12], m[13]);
 }
 
 void Mat4::position(Vec3 const& p) {

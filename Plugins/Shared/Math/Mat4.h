@@ -6,6 +6,7 @@
 namespace Brindel {
 namespace GaussianBlur {
 
+class Affine;
 class Quaternion;
 
 // A 4x4 transform of doubles, stored column after column (row r, column c at
@@ -111,6 +112,9 @@ public:
 
     // Takes the quaternion as it is, without normalising it.
     void setWithQuaternion(Quaternion const& q);
+    // The 2D transform lifted into the x-y plane, and read back out of it.
+    void setWithAffine(Affine const& t);
+    Affine getAffine() const;
 
     // Layer transform properties. A point v goes to p + R((v - anchor) * s).
     void position(Vec3 const& p);
