@@ -14,6 +14,8 @@ namespace {
 OIIO::ImageBuf ToRgba(const World& world) {
     OIIO::ImageSpec spec(world.width(), world.height(), 4, OIIO::TypeDesc::UINT8);
     spec.alpha_channel = 3;
+    // Straight colour, written as it is where the format stores it so.
+    spec.attribute("oiio:UnassociatedAlpha", 1);
     OIIO::ImageBuf buffer(spec);
     std::vector<unsigned char> rgba(static_cast<size_t>(world.width()) * 4);
     for (A_long y = 0; y < world.height(); ++y) {
@@ -49,7 +51,10 @@ std::unique_ptr<World> FromRgba(const OIIO::ImageBuf& buffer) {
 } // namespace
 
 std::unique_ptr<World> ImageFile::Read(const std::string& path) {
-    OIIO::ImageBuf file(path);
+    // Layers carry straight colour: keep a file's unassociated alpha as it is.
+    OIIO::ImageSpec config;
+    config.attribute("oiio:UnassociatedAlpha", 1);
+    OIIO::ImageBuf file(path, 0, 0, nullptr, &config);
     if (!file.read(0, 0, true, OIIO::TypeDesc::UINT8)) {
         throw ImageFileError("cannot read image " + path + ": " + file.geterror());
     }

@@ -1,5 +1,7 @@
 #include "RawFrameWriter.h"
 
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstring>
 
@@ -7,20 +9,32 @@
 
 namespace Brindel::Host {
 
+namespace {
+
+// Frames get the real standard output; what else the process prints there
+// (a plug-in's console lines) goes to standard error from now on, so that
+// it cannot corrupt the stream.
+FILE* TakeStandardOutput() {
+    std::fflush(stdout);
+    const int frames = dup(STDOUT_FILENO);
+    if (frames < 0 || dup2(STDERR_FILENO, STDOUT_FILENO) < 0) {
+        return nullptr;
+    }
+    return fdopen(frames, "wb");
+}
+
+} // namespace
+
 RawFrameWriter::RawFrameWriter(const std::string& path)
     : mName(path == "-" ? "standard output" : path),
-      mFile(path == "-" ? stdout : std::fopen(path.c_str(), "wb")), mOwned(path != "-") {
+      mFile(path == "-" ? TakeStandardOutput() : std::fopen(path.c_str(), "wb")) {
     if (!mFile) {
         throw RawStreamError("cannot write " + path + ": " + std::strerror(errno));
     }
 }
 
 RawFrameWriter::~RawFrameWriter() {
-    if (mOwned) {
-        std::fclose(mFile);
-    } else {
-        std::fflush(mFile);
-    }
+    std::fclose(mFile);
 }
 
 void RawFrameWriter::write(const World& frame) {

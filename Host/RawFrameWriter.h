@@ -8,7 +8,9 @@
 namespace Brindel::Host {
 
 // Writes 8-bit worlds as raw frames (alpha, red, green, blue, rows top
-// first) to a file or to standard output ("-"). Throws RawStreamError.
+// first) to a file or to standard output ("-"). Writing to standard output
+// takes it over: the process's other output goes to standard error after.
+// Throws RawStreamError.
 class RawFrameWriter {
 public:
     explicit RawFrameWriter(const std::string& path);
@@ -21,7 +23,6 @@ public:
 private:
     std::string mName;
     FILE* mFile;
-    bool mOwned;
 };
 
 } // namespace Brindel::Host

@@ -109,9 +109,8 @@ std::unique_ptr<World> RenderPicture(FrameRenderer& renderer, Report& report,
     return output;
 }
 
-int RenderRaw(FrameRenderer& renderer, Report& report, const AehostOptions& options) {
-    RawFrameReader reader(options.input, options.rawWidth, options.rawHeight);
-    RawFrameWriter writer(options.output);
+void RenderRaw(FrameRenderer& renderer, Report& report, const AehostOptions& options,
+               RawFrameReader& reader, RawFrameWriter& writer) {
     World frame(options.rawWidth, options.rawHeight, PF_PixelFormat_ARGB32);
     const int factor = options.downsample;
     const A_long width = std::max(1, options.rawWidth / factor);
@@ -129,17 +128,24 @@ int RenderRaw(FrameRenderer& renderer, Report& report, const AehostOptions& opti
         writer.write(output);
         progress.step();
     }
-    return 0;
 }
 
 int Run(const AehostOptions& options) {
+    // Streams open before the plug-in loads: it prints to standard output.
+    std::unique_ptr<RawFrameReader> reader;
+    std::unique_ptr<RawFrameWriter> writer;
+    if (options.mode == AehostOptions::Mode::Raw) {
+        reader =
+            std::make_unique<RawFrameReader>(options.input, options.rawWidth, options.rawHeight);
+        writer = std::make_unique<RawFrameWriter>(options.output);
+    }
     EffectHost host(options.pluginPath.empty() ? DefaultPluginPath() : options.pluginPath);
     FrameRenderer renderer(host, options.blur, options.downsample, options.threads);
     Report report(options.report);
 
     switch (options.mode) {
     case AehostOptions::Mode::Raw:
-        RenderRaw(renderer, report, options);
+        RenderRaw(renderer, report, options, *reader, *writer);
         break;
     case AehostOptions::Mode::Image: {
         std::unique_ptr<World> output =
