@@ -2,7 +2,8 @@
 # Sets up a Debian 12 machine, builds the project and runs one of its jobs.
 #
 #   tools/build.sh run    build, then blur the built-in test card into blurred.png
-#   tools/build.sh test   build, then run every test (unit and GL) with ctest
+#   tools/build.sh test   build, then run every test (unit and GL) with ctest, and the
+#                         thread helpers' tests again under ThreadSanitizer
 #
 # Missing Debian packages are installed with apt-get (as root, or through sudo).
 # BUILD_DIR (default: build) and JOBS (default: all cores) may be set.
@@ -46,5 +47,14 @@ cmake --build "$build" -j "$jobs"
 
 case "$job" in
 run) "$build/bin/aehost" ;;
-test) ctest --test-dir "$build" --output-on-failure -j "$jobs" ;;
+test)
+    ctest --test-dir "$build" --output-on-failure -j "$jobs"
+    # The thread helpers once more under ThreadSanitizer: any report stops the
+    # test at once and fails the run.
+    cmake -S "$root" -B "$build-tsan" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+        -DBRINDEL_SANITIZE=thread -DBRINDEL_BUILD_BENCH=OFF
+    cmake --build "$build-tsan" -j "$jobs" --target HelperTests
+    TSAN_OPTIONS=halt_on_error=1 ctest --test-dir "$build-tsan" -R '^(Semaphore|IdleQueue)\.' \
+        --no-tests=error --output-on-failure -j "$jobs"
+    ;;
 esac
