@@ -358,6 +358,10 @@ PF_Err EffectHost::checkoutLayer(PF_ProgPtr ref, PF_ParamIndex index, A_long che
     return PF_Err_NONE;
 }
 
+void EffectHost::useWorlds(World* input, World* output) {
+    tFrame = {input, output};
+}
+
 PF_Err EffectHost::checkoutLayerPixels(PF_ProgPtr ref, A_long checkoutId, PF_EffectWorld** pixels) {
     EffectHost* self = active();
     if (!self || ref != self->mInData.effect_ref || !pixels || checkoutId != 0 || !tFrame.input) {

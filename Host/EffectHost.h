@@ -64,6 +64,9 @@ public:
     // pixels and `output` as its output. Threads may render at once, each
     // with its own worlds.
     PF_Err smartRender(World& input, World& output);
+    // Makes `input` and `output` the calling thread's frame worlds outside a
+    // render command, for code that calls the host's pixel functions directly.
+    void useWorlds(World* input, World* output);
     // Check-outs of pixels and output succeed but give no world.
     void giveNullWorlds(bool null) { mNullWorlds = null; }
 
