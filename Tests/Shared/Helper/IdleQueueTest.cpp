@@ -9,6 +9,7 @@
 #include <functional>
 #include <future>
 #include <memory>
+#include <numeric>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -33,15 +34,10 @@ void FinishesInTime(const std::function<void()>& body) {
 
 } // namespace
 
-TEST(IdleQueue, EmptyQueueHasNoTaskAndPumpingItDoesNothing) {
+TEST(IdleQueue, TasksRunInOrderOnePerPumpAndAnEmptyQueueDoesNothing) {
     IdleQueue queue;
     EXPECT_FALSE(queue.hasTask());
     queue.updateQueue();
-    EXPECT_FALSE(queue.hasTask());
-}
-
-TEST(IdleQueue, TasksRunInOrderOnePerPump) {
-    IdleQueue queue;
     std::vector<int> ran;
     for (int i = 0; i < 3; ++i) {
         queue.async([&ran, i] { ran.push_back(i); });
@@ -89,41 +85,32 @@ TEST(IdleQueue, FailingTasksReachThePumpAlreadyRemovedAndLeaveTheLockFree) {
     EXPECT_FALSE(queue.hasTask());
 }
 
-TEST(IdleQueue, ClearingDropsTasksUnrunAndReleasesWhatTheyCaptured) {
-    IdleQueue queue;
-    auto captured = std::make_shared<int>(0);
-    bool ran = false;
-    queue.async([captured, &ran] { ran = true; });
-    queue.async([captured, &ran] { ran = true; });
-    EXPECT_EQ(captured.use_count(), 3);
-
-    // A capture whose release uses the queue: the tasks must be destroyed
-    // after the lock is let go.
-    struct AddsOnRelease {
-        IdleQueue& queue;
-        ~AddsOnRelease() {
-            queue.async([] {});
-        }
-    };
-    std::shared_ptr<AddsOnRelease> adder(new AddsOnRelease{queue});
-    queue.async([adder] {});
-    adder.reset();
-
-    FinishesInTime([&] { queue.clearAsyncQueue(); });
-    EXPECT_EQ(captured.use_count(), 1);
-    EXPECT_FALSE(ran);
-    // Only the task added during the release is left.
-    EXPECT_TRUE(queue.hasTask());
-    queue.updateQueue();
-    EXPECT_FALSE(queue.hasTask());
-    EXPECT_FALSE(ran);
-}
-
-TEST(IdleQueue, DestroyingTheQueueReleasesPendingTasksUnrun) {
+TEST(IdleQueue, ClearingOrDestroyingDropsTasksUnrunAndReleasesWhatTheyCaptured) {
     auto captured = std::make_shared<int>(0);
     bool ran = false;
     {
         IdleQueue queue;
+        queue.async([captured, &ran] { ran = true; });
+        queue.async([captured, &ran] { ran = true; });
+        EXPECT_EQ(captured.use_count(), 3);
+
+        // A capture whose release uses the queue: the tasks must be destroyed
+        // after the lock is let go.
+        struct AddsOnRelease {
+            IdleQueue& queue;
+            ~AddsOnRelease() {
+                queue.async([] {});
+            }
+        };
+        std::shared_ptr<AddsOnRelease> adder(new AddsOnRelease{queue});
+        queue.async([adder] {});
+        adder.reset();
+
+        FinishesInTime([&] { queue.clearAsyncQueue(); });
+        EXPECT_EQ(captured.use_count(), 1);
+        // Only the task added during the release is left.
+        EXPECT_TRUE(queue.hasTask());
+
         queue.async([captured, &ran] { ran = true; });
     }
     EXPECT_EQ(captured.use_count(), 1);
@@ -173,9 +160,7 @@ TEST(IdleQueue, ManyProducersAndOnePumpRunEveryTaskOnceInEachProducersOrder) {
 
     EXPECT_FALSE(queue.hasTask());
     std::vector<int> expected(kTasksEach);
-    for (int i = 0; i < kTasksEach; ++i) {
-        expected[i] = i;
-    }
+    std::iota(expected.begin(), expected.end(), 0);
     for (int p = 0; p < kProducers; ++p) {
         EXPECT_EQ(seen[p], expected) << "producer " << p;
     }

@@ -53,28 +53,17 @@ private:
 
 } // namespace
 
-TEST(Semaphore, StartCountPassesAtOnceThenWaitBlocksUntilASignal) {
+TEST(Semaphore, WaitsPassWhileTheCountLastsThenEachSignalLetsThatManyThrough) {
     Semaphore semaphore(2);
     semaphore.wait();
     semaphore.wait();
 
-    Waiters waiter(semaphore, 1);
-    WaitUntil([&] { return semaphore.waiting() == 1; }, "the third wait blocks");
-    EXPECT_EQ(waiter.passed(), 0);
-    semaphore.signal();
-    WaitUntil([&] { return waiter.passed() == 1; }, "the signal lets it through");
-    EXPECT_EQ(semaphore.waiting(), 0);
-}
-
-TEST(Semaphore, SignalWithACountLetsExactlyThatManyWaitsThrough) {
-    Semaphore semaphore(0);
     Waiters waiters(semaphore, 4);
-    WaitUntil([&] { return semaphore.waiting() == 4; }, "four threads wait");
-
+    WaitUntil([&] { return semaphore.waiting() == 4; }, "four threads wait on a spent count");
     semaphore.signal(0u);
     semaphore.signal(3u);
     WaitUntil([&] { return waiters.passed() == 3; }, "three waits pass");
-    // The fourth stays blocked: the count is spent.
+    // The fourth stays blocked: the count is spent again.
     EXPECT_EQ(semaphore.waiting(), 1);
     EXPECT_EQ(waiters.passed(), 3);
 
@@ -82,8 +71,11 @@ TEST(Semaphore, SignalWithACountLetsExactlyThatManyWaitsThrough) {
     WaitUntil([&] { return waiters.passed() == 4; }, "the last wait passes");
 }
 
-TEST(Semaphore, SignalAllWakesTheWaitersOfThatMomentWithoutAddingToTheCount) {
-    Semaphore semaphore(0);
+TEST(Semaphore, SignalAllWakesTheWaitersOfThatMomentAndLeavesTheCount) {
+    Semaphore semaphore(1);
+    // With nobody waiting the unit stays and nothing is added.
+    semaphore.signalAll();
+    semaphore.wait();
     {
         Waiters waiters(semaphore, 3);
         WaitUntil([&] { return semaphore.waiting() == 3; }, "three threads wait");
@@ -91,21 +83,10 @@ TEST(Semaphore, SignalAllWakesTheWaitersOfThatMomentWithoutAddingToTheCount) {
         WaitUntil([&] { return waiters.passed() == 3; }, "all three are woken");
     }
 
-    // Nothing was added for later: two new waits both block.
+    // Nothing was left for later waits either.
     Waiters later(semaphore, 2);
     WaitUntil([&] { return semaphore.waiting() == 2; }, "two later threads wait");
     EXPECT_EQ(later.passed(), 0);
-    semaphore.signal(2u);
-}
-
-TEST(Semaphore, SignalAllWithNobodyWaitingLeavesTheCount) {
-    Semaphore semaphore(1);
-    semaphore.signalAll();
-    semaphore.wait();
-
-    Waiters waiters(semaphore, 2);
-    WaitUntil([&] { return semaphore.waiting() == 2; }, "both threads wait on a spent count");
-    EXPECT_EQ(waiters.passed(), 0);
     semaphore.signal(2u);
 }
 
