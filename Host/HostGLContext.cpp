@@ -2,6 +2,7 @@
 
 #include <EGL/egl.h>
 #include <EGL/eglext.h>
+#include <glbinding/AbstractFunction.h>
 #include <glbinding/Binding.h>
 
 #include <cstdint>
@@ -78,6 +79,22 @@ glbinding::ContextHandle Handle(void* context) {
     return static_cast<glbinding::ContextHandle>(reinterpret_cast<std::intptr_t>(context));
 }
 
+// Releasing the context in the binding's highest slot (glbinding 2.1) drops the slot below
+// along with it; growing the states again repairs that, leaving a spare slot.
+class BindingSlots : public glbinding::AbstractFunction {
+public:
+    using AbstractFunction::provideState;
+    static int highest() { return s_maxpos; }
+};
+
+void ReleaseFromBinding(void* context) {
+    const int highest = BindingSlots::highest();
+    glbinding::Binding::releaseContext(Handle(context));
+    if (BindingSlots::highest() < highest) {
+        BindingSlots::provideState(BindingSlots::highest() + 1);
+    }
+}
+
 } // namespace
 
 HostGLContext::HostGLContext() {
@@ -113,7 +130,7 @@ HostGLContext::HostGLContext() {
 
 HostGLContext::~HostGLContext() {
     const bool current = isCurrent();
-    glbinding::Binding::releaseContext(Handle(mContext));
+    ReleaseFromBinding(mContext);
     if (current) {
         releaseCurrent();
     }

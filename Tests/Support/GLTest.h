@@ -24,12 +24,8 @@ namespace Brindel::Testing {
 ///
 /// A test that gets no context fails; it is never skipped.
 class GLTest : public ::testing::Test {
-protected:
-    void SetUp() override;
-    void TearDown() override;
-
+public:
     static Host::HostGLContext& hostContext();
-    void expectHostContextAfterTest() { mExpectHostContext = true; }
 
     /// Runs `body` on a new thread and waits for it. The thread leaves no context current when
     /// it ends; an exception from `body` fails the test.
@@ -41,6 +37,12 @@ protected:
     static std::vector<std::uint8_t> readTexture(unsigned int texture, int width, int height);
     /// The 8-bit RGBA pixels of the frame-buffer bound for reading, rows bottom first.
     static std::vector<std::uint8_t> readFramebuffer(int width, int height);
+
+protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    void expectHostContextAfterTest() { mExpectHostContext = true; }
 
 private:
     bool mExpectHostContext = false;

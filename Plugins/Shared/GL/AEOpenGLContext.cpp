@@ -2,6 +2,7 @@
 
 #include <EGL/egl.h>
 #include <EGL/eglext.h>
+#include <glbinding/AbstractFunction.h>
 #include <glbinding/Binding.h>
 #include <glbinding/ContextInfo.h>
 #include <glbinding/Meta.h>
@@ -156,6 +157,24 @@ glbinding::ContextHandle Handle(EGLContext context) {
     return static_cast<glbinding::ContextHandle>(reinterpret_cast<std::intptr_t>(context));
 }
 
+// The binding keeps a state per context in every function, in a slot per context. Releasing the
+// context in the highest slot (glbinding 2.1) drops the slot below along with it, and the next
+// call through the context there fails. Growing the states again after such a release repairs
+// that; the slot it adds stays spare.
+class BindingSlots : public glbinding::AbstractFunction {
+public:
+    using AbstractFunction::provideState;
+    static int highest() { return s_maxpos; }
+};
+
+void ReleaseFromBinding(EGLContext context) {
+    const int highest = BindingSlots::highest();
+    glbinding::Binding::releaseContext(Handle(context));
+    if (BindingSlots::highest() < highest) {
+        BindingSlots::provideState(BindingSlots::highest() + 1);
+    }
+}
+
 } // namespace
 
 AEOpenGLContext::AEOpenGLContext(const AEOpenGLContext* shared) {
@@ -172,7 +191,7 @@ AEOpenGLContext::AEOpenGLContext(const AEOpenGLContext* shared) {
 AEOpenGLContext::~AEOpenGLContext() {
     const EGLDisplay display = SharedDisplay().display;
     const EGLContext current = CurrentContext();
-    glbinding::Binding::releaseContext(Handle(mContext));
+    ReleaseFromBinding(mContext);
     if (current == mContext) {
         // Left current, the context would outlive its destruction with no binding to call it.
         eglMakeCurrent(display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);

@@ -62,6 +62,18 @@ TEST_F(ContextCreation, PartnerSeesTexturesAndAnUnsharedContextDoesNot) {
     EXPECT_NO_GL_ERROR();
 }
 
+TEST_F(ContextCreation, ContextMadeBeforeADeletedOneKeepsWorking) {
+    AEOpenGLContext first(nullptr);
+    { AEOpenGLContext second(&first); }
+    first.makeContextCurrent();
+    GLuint texture = makeTexture(1, 1, {1, 2, 3, 4});
+    EXPECT_TRUE(glIsTexture(texture));
+    glDeleteTextures(1, &texture);
+    EXPECT_NO_GL_ERROR();
+    hostContext().makeCurrent();
+    EXPECT_NO_GL_ERROR();
+}
+
 TEST_F(ContextSwitch, FlushesTheOutgoingContextUnlessItsDrawFramebufferIsIncomplete) {
     AEOpenGLContext first(nullptr);
     AEOpenGLContext second(&first);

@@ -1,0 +1,291 @@
+#include "AEOpenglMainFrameBuffer.h"
+
+#include "ScreenRender.h"
+
+#include <glbinding/gl/gl.h>
+
+#include <algorithm>
+#include <cstddef>
+
+using namespace gl;
+
+namespace Brindel::GaussianBlur {
+
+namespace {
+
+constexpr int kSamples = 8;
+
+// magFilter GL_NONE leaves GL's default.
+GLuint CreateTexture(std::uint32_t width, std::uint32_t height, GLenum internalFormat,
+                     GLenum minFilter, GLenum magFilter) {
+    // Taken before any GL object exists, so that exhausted memory surfaces as std::bad_alloc and
+    // leaves nothing behind.
+    const std::vector<unsigned char> zeros(static_cast<std::size_t>(width) * height * 4);
+    GLuint texture = 0;
+    glGenTextures(1, &texture);
+    glBindTexture(GL_TEXTURE_2D, texture);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, minFilter);
+    if (magFilter != GL_NONE) {
+        glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, magFilter);
+    }
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+    glTexImage2D(GL_TEXTURE_2D, 0, internalFormat, static_cast<GLsizei>(width),
+                 static_cast<GLsizei>(height), 0, GL_RGBA, GL_UNSIGNED_BYTE, zeros.data());
+    glBindTexture(GL_TEXTURE_2D, 0);
+    return texture;
+}
+
+} // namespace
+
+AEOpenglMainFrameBuffer::AEOpenglMainFrameBuffer()
+    : mScreenRender(std::make_unique<ScreenRender>()) {}
+
+AEOpenglMainFrameBuffer::~AEOpenglMainFrameBuffer() = default;
+
+AEOpenglMainFrameBuffer* AEOpenglMainFrameBuffer::mainFrameBuffer() {
+    static AEOpenglMainFrameBuffer* const kSharedMainFrameBuffer = new AEOpenglMainFrameBuffer();
+    return kSharedMainFrameBuffer;
+}
+
+void AEOpenglMainFrameBuffer::prepare(long width, long height, bool multisampled) {
+    useFramebuffersOfCurrentContext();
+    if (mWidth == width && mHeight == height) {
+        // Prepared in another context: this one needs frame-buffer objects of its own.
+        if (mMainRenderbuffer != 0 && mFramebuffer == 0) {
+            makeFramebuffers();
+        }
+        return;
+    }
+    unprepare();
+    mWidth = static_cast<std::uint32_t>(width);
+    mHeight = static_cast<std::uint32_t>(height);
+    mMultisampled = multisampled;
+    makeFramebuffers();
+    glGenRenderbuffers(1, &mMainRenderbuffer);
+    glBindRenderbuffer(GL_RENDERBUFFER, mMainRenderbuffer);
+    glRenderbufferStorage(GL_RENDERBUFFER, GL_RGBA, static_cast<GLsizei>(mWidth),
+                          static_cast<GLsizei>(mHeight));
+}
+
+void AEOpenglMainFrameBuffer::unprepare() {
+    // A frame-buffer object can only be deleted in its own context; in any other the same name
+    // may stand for another object. Those of other contexts go with their contexts.
+    const bool ownContext = AEOpenGLContext::currentPlatformContext() == mFramebufferContext;
+    for (GLuint* framebuffer : {&mResolveFramebuffer, &mFramebuffer, &mMultisampleFramebuffer}) {
+        if (*framebuffer != 0 && ownContext) {
+            glDeleteFramebuffers(1, framebuffer);
+        }
+        *framebuffer = 0;
+    }
+    if (mMainRenderbuffer != 0) {
+        glDeleteRenderbuffers(1, &mMainRenderbuffer);
+        mMainRenderbuffer = 0;
+    }
+    clearStack();
+    // Unprepared again, so that the next prepare remakes everything whatever its size.
+    mWidth = 0;
+    mHeight = 0;
+}
+
+void AEOpenglMainFrameBuffer::clearStack() {
+    for (const GLuint renderbuffer : mRenderbufferStack) {
+        glDeleteRenderbuffers(1, &renderbuffer);
+    }
+    for (const auto& entry : mStencilBuffers) {
+        glDeleteRenderbuffers(1, &entry.second);
+    }
+    mRenderbufferStack.clear();
+    mStencilBuffers.clear();
+}
+
+void AEOpenglMainFrameBuffer::destory() {
+    unprepare();
+    // Set-down deletes the contexts next, and their frame-buffer objects with them.
+    mOtherFramebuffers.clear();
+    mFramebufferContext = nullptr;
+    mScreenRender = std::make_unique<ScreenRender>();
+}
+
+void AEOpenglMainFrameBuffer::beginDrawing() {
+    // The draw buffer is state of the bound frame-buffer object, and on a context's own
+    // frame-buffer (there is none here) this one is an error: bind the stack's first.
+    glBindFramebuffer(GL_FRAMEBUFFER, stackFramebuffer());
+    glDrawBuffer(GL_COLOR_ATTACHMENT0);
+    glDisable(GL_BLEND);
+    if (mMultisampled) {
+        glEnable(GL_MULTISAMPLE);
+    }
+    pushRenderContext(false, false);
+    glViewport(0, 0, static_cast<GLsizei>(mWidth), static_cast<GLsizei>(mHeight));
+}
+
+void AEOpenglMainFrameBuffer::endDrawing(float multiplier) {
+    GLuint texture = popRenderContext();
+    if (texture == 0) {
+        return;
+    }
+    glBindFramebuffer(GL_FRAMEBUFFER, mFramebuffer);
+    glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER,
+                              mMainRenderbuffer);
+    glDisable(GL_BLEND);
+    glDisable(GL_MULTISAMPLE);
+    // The clear colour is the transparent black of the last push.
+    glClear(GL_COLOR_BUFFER_BIT);
+    mScreenRender->draw(texture, multiplier);
+    glDeleteTextures(1, &texture);
+}
+
+void AEOpenglMainFrameBuffer::pushRenderContext(bool /*unused*/, bool withStencil) {
+    GLuint colour = 0;
+    glGenRenderbuffers(1, &colour);
+    glBindRenderbuffer(GL_RENDERBUFFER, colour);
+    allocateLevel(static_cast<unsigned int>(GL_RGBA));
+    glBindFramebuffer(GL_FRAMEBUFFER, stackFramebuffer());
+    glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER, colour);
+    if (withStencil) {
+        GLuint stencil = 0;
+        glGenRenderbuffers(1, &stencil);
+        glBindRenderbuffer(GL_RENDERBUFFER, stencil);
+        allocateLevel(static_cast<unsigned int>(GL_STENCIL_INDEX8));
+        glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_STENCIL_ATTACHMENT, GL_RENDERBUFFER, stencil);
+        mStencilBuffers[colour] = stencil;
+    }
+    mRenderbufferStack.push_back(colour);
+    glClearColor(0.0f, 0.0f, 0.0f, 0.0f);
+    glClear(GL_COLOR_BUFFER_BIT);
+}
+
+GLuint AEOpenglMainFrameBuffer::popRenderContext() {
+    if (mRenderbufferStack.empty()) {
+        return 0;
+    }
+    const GLuint texture = createRenderTexture(false);
+    const auto width = static_cast<GLint>(mWidth);
+    const auto height = static_cast<GLint>(mHeight);
+    if (mMultisampled) {
+        glBindFramebuffer(GL_READ_FRAMEBUFFER, mMultisampleFramebuffer);
+        glBindFramebuffer(GL_DRAW_FRAMEBUFFER, mResolveFramebuffer);
+        glFramebufferTexture2D(GL_DRAW_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, texture,
+                               0);
+        glBlitFramebuffer(0, 0, width, height, 0, 0, width, height, GL_COLOR_BUFFER_BIT,
+                          GL_NEAREST);
+    } else {
+        glBindTexture(GL_TEXTURE_2D, texture);
+        glCopyTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA, 0, 0, width, height, 0);
+    }
+
+    const GLuint top = mRenderbufferStack.back();
+    glDeleteRenderbuffers(1, &top);
+    mRenderbufferStack.pop_back();
+    const auto stencil = mStencilBuffers.find(top);
+    if (stencil != mStencilBuffers.end()) {
+        const GLuint stencilBuffer = stencil->second;
+        mStencilBuffers.erase(stencil);
+        glDeleteRenderbuffers(1, &stencilBuffer);
+    }
+
+    if (!mRenderbufferStack.empty()) {
+        const GLuint below = mRenderbufferStack.back();
+        glBindRenderbuffer(GL_RENDERBUFFER, below);
+        glBindFramebuffer(GL_FRAMEBUFFER, stackFramebuffer());
+        glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER, below);
+    }
+    return texture;
+}
+
+void AEOpenglMainFrameBuffer::pushNormalRenderContext(unsigned int texture) {
+    GLuint framebuffer = 0;
+    glGenFramebuffers(1, &framebuffer);
+    glBindRenderbuffer(GL_RENDERBUFFER, 0);
+    glBindFramebuffer(GL_FRAMEBUFFER, framebuffer);
+    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, texture, 0);
+    glClearColor(0.0f, 0.0f, 0.0f, 0.0f);
+    glClear(GL_COLOR_BUFFER_BIT);
+}
+
+void AEOpenglMainFrameBuffer::popNormalRenderContext() {
+    // The temporary name is not kept: the binding holds it.
+    GLint bound = 0;
+    glGetIntegerv(GL_DRAW_FRAMEBUFFER_BINDING, &bound);
+    const auto framebuffer = static_cast<GLuint>(bound);
+    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, 0, 0);
+    glBindRenderbuffer(GL_RENDERBUFFER, 0);
+    glBindFramebuffer(GL_FRAMEBUFFER, 0);
+    glDeleteFramebuffers(1, &framebuffer);
+    if (!mRenderbufferStack.empty()) {
+        const GLuint top = mRenderbufferStack.back();
+        glBindRenderbuffer(GL_RENDERBUFFER, top);
+        glBindFramebuffer(GL_FRAMEBUFFER, stackFramebuffer());
+        glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER, top);
+        const GLenum drawBuffers[] = {GL_COLOR_ATTACHMENT0};
+        glDrawBuffers(1, drawBuffers);
+        glViewport(0, 0, static_cast<GLsizei>(mWidth), static_cast<GLsizei>(mHeight));
+    }
+}
+
+GLuint AEOpenglMainFrameBuffer::createRenderTexture(bool mipmapped) {
+    return mipmapped ? CreateTexture(mWidth, mHeight, GL_RGBA, GL_LINEAR_MIPMAP_LINEAR, GL_NONE)
+                     : CreateTexture(mWidth, mHeight, GL_RGBA, GL_LINEAR, GL_LINEAR);
+}
+
+GLuint AEOpenglMainFrameBuffer::createFloatRenderTexture(bool linear, bool mipmapped) {
+    if (mipmapped) {
+        return CreateTexture(mWidth, mHeight, GL_RGBA32F,
+                             linear ? GL_LINEAR_MIPMAP_LINEAR : GL_LINEAR_MIPMAP_NEAREST, GL_NONE);
+    }
+    const GLenum filter = linear ? GL_LINEAR : GL_NEAREST;
+    return CreateTexture(mWidth, mHeight, GL_RGBA32F, filter, filter);
+}
+
+void AEOpenglMainFrameBuffer::useFramebuffersOfCurrentContext() {
+    const AEOpenGLContext::PlatformContext context = AEOpenGLContext::currentPlatformContext();
+    if (context == mFramebufferContext) {
+        return;
+    }
+    if (mFramebuffer != 0) {
+        mOtherFramebuffers[mFramebufferContext] = {mResolveFramebuffer, mFramebuffer,
+                                                   mMultisampleFramebuffer};
+    }
+    Framebuffers own;
+    const auto found = mOtherFramebuffers.find(context);
+    if (found != mOtherFramebuffers.end()) {
+        own = found->second;
+        mOtherFramebuffers.erase(found);
+    }
+    mResolveFramebuffer = own.resolve;
+    mFramebuffer = own.framebuffer;
+    mMultisampleFramebuffer = own.multisample;
+    mFramebufferContext = context;
+}
+
+void AEOpenglMainFrameBuffer::makeFramebuffers() {
+    glGenFramebuffers(1, &mFramebuffer);
+    if (mMultisampled) {
+        glGenFramebuffers(1, &mResolveFramebuffer);
+        glGenFramebuffers(1, &mMultisampleFramebuffer);
+        // Asking for more samples than the context offers leaves the level incomplete and the
+        // frame black; a full-screen quad covers every sample, so fewer change nothing.
+        GLint maxSamples = 0;
+        glGetIntegerv(GL_MAX_SAMPLES, &maxSamples);
+        mSamples = std::min(kSamples, static_cast<int>(maxSamples));
+    }
+}
+
+GLuint AEOpenglMainFrameBuffer::stackFramebuffer() const {
+    return mMultisampled ? mMultisampleFramebuffer : mFramebuffer;
+}
+
+void AEOpenglMainFrameBuffer::allocateLevel(unsigned int format) const {
+    const auto internalFormat = static_cast<GLenum>(format);
+    if (mMultisampled) {
+        glRenderbufferStorageMultisample(GL_RENDERBUFFER, mSamples, internalFormat,
+                                         static_cast<GLsizei>(mWidth),
+                                         static_cast<GLsizei>(mHeight));
+    } else {
+        glRenderbufferStorage(GL_RENDERBUFFER, internalFormat, static_cast<GLsizei>(mWidth),
+                              static_cast<GLsizei>(mHeight));
+    }
+}
+
+} // namespace Brindel::GaussianBlur

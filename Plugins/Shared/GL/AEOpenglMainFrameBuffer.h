@@ -1,0 +1,104 @@
+#pragma once
+
+#include "AEOpenGLContext.h"
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <vector>
+
+namespace Brindel::GaussianBlur {
+
+class ScreenRender;
+
+/// The off-screen targets of a frame: a stack of colour renderbuffers, multisampled as a rule. A
+/// push opens a fresh level cleared to transparent black; a pop resolves the top level into a new
+/// texture that the caller owns, and the level below becomes the target again with its image as
+/// it was. `endDrawing` passes the bottom level through ScreenRender into one persistent
+/// renderbuffer, which stays bound for the read-back.
+///
+/// Frame-buffer objects are not shared between contexts, while frames may be rendered on several
+/// threads in turn, each with its own context: every context that prepares a frame gets its own
+/// set of frame-buffer objects, kept for its later frames. The renderbuffers are shared.
+///
+/// Construction makes no GL call. Every other operation but `mainFrameBuffer`, `width` and
+/// `height` needs a context of the share group current, and frames must not overlap.
+class AEOpenglMainFrameBuffer {
+public:
+    AEOpenglMainFrameBuffer();
+    /// Frees the final pass, whose GL objects need a context if it has drawn: `destory` takes
+    /// everything down first.
+    ~AEOpenglMainFrameBuffer();
+
+    AEOpenglMainFrameBuffer(const AEOpenglMainFrameBuffer&) = delete;
+    AEOpenglMainFrameBuffer& operator=(const AEOpenglMainFrameBuffer&) = delete;
+
+    /// The process-wide instance, made on the first call and never freed.
+    static AEOpenglMainFrameBuffer* mainFrameBuffer();
+
+    /// Sizes the objects for a frame. A frame of the size of the last one keeps them; the mode
+    /// chosen at the last change of size stays.
+    void prepare(long width, long height, bool multisampled);
+    /// Deletes this context's frame-buffer objects, the final renderbuffer and the stack.
+    void unprepare();
+    /// Deletes the renderbuffers of the stack and empties it.
+    void clearStack();
+    /// Takes everything down at global set-down; the instance is as constructed afterwards.
+    void destory();
+
+    /// Opens the bottom level of a frame, with blending off and the viewport set for the frame.
+    void beginDrawing();
+    /// Closes the bottom level through the final pass into the final renderbuffer, which stays
+    /// bound. Does nothing on an empty stack.
+    void endDrawing(float multiplier);
+
+    /// Opens a level. The first argument has no effect.
+    void pushRenderContext(bool unused, bool withStencil);
+    /// Closes the top level into a new texture that the caller deletes; 0 on an empty stack.
+    unsigned int popRenderContext();
+
+    /// Renders into `texture` through a temporary frame-buffer object, outside the stack.
+    void pushNormalRenderContext(unsigned int texture);
+    /// Closes the temporary frame-buffer object and returns to the stack's top level.
+    void popNormalRenderContext();
+
+    /// A texture of the frame's size, 8 bits a channel, zeroed, edges clamped.
+    unsigned int createRenderTexture(bool mipmapped);
+    /// A texture of the frame's size with 32-bit float channels, zeroed, edges clamped.
+    unsigned int createFloatRenderTexture(bool linear, bool mipmapped);
+
+    std::uint16_t width() const { return static_cast<std::uint16_t>(mWidth); }
+    std::uint16_t height() const { return static_cast<std::uint16_t>(mHeight); }
+
+private:
+    struct Framebuffers {
+        unsigned int resolve = 0;
+        unsigned int framebuffer = 0;
+        unsigned int multisample = 0;
+    };
+
+    void useFramebuffersOfCurrentContext();
+    void makeFramebuffers();
+    unsigned int stackFramebuffer() const;
+    void allocateLevel(unsigned int format) const;
+
+    unsigned int mResolveFramebuffer = 0;
+    unsigned int mFramebuffer = 0;
+    unsigned int mMultisampleFramebuffer = 0;
+    unsigned int mMainRenderbuffer = 0;
+    bool mMultisampled = true;
+    std::uint32_t mWidth = 0;
+    std::uint32_t mHeight = 0;
+    std::vector<unsigned int> mRenderbufferStack;
+    std::map<unsigned int, unsigned int> mStencilBuffers;
+    std::unique_ptr<ScreenRender> mScreenRender;
+
+    /// Samples of a multisampled level: 8, or fewer where the context offers fewer.
+    int mSamples = 0;
+    /// The context that the three frame-buffer objects above belong to.
+    AEOpenGLContext::PlatformContext mFramebufferContext = nullptr;
+    /// The frame-buffer objects of the other contexts that have prepared frames.
+    std::map<AEOpenGLContext::PlatformContext, Framebuffers> mOtherFramebuffers;
+};
+
+} // namespace Brindel::GaussianBlur

@@ -1,0 +1,252 @@
+#include "AEOpenGLContext.h"
+#include "AEOpenglMainFrameBuffer.h"
+#include "GLCallRecorder.h"
+#include "GLTest.h"
+
+#include <glbinding/gl/gl.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <vector>
+
+using namespace gl;
+using Brindel::GaussianBlur::AEOpenGLContext;
+using Brindel::GaussianBlur::AEOpenglMainFrameBuffer;
+using Brindel::Testing::GLCallRecorder;
+using Brindel::Testing::GLTest;
+
+namespace {
+
+using Pixels = std::vector<std::uint8_t>;
+using FramebufferStack = GLTest;
+using RenderTextures = GLTest;
+
+std::vector<unsigned int> Sorted(std::vector<unsigned int> names) {
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+Pixels Repeat(const Pixels& pixel, int count) {
+    Pixels pixels;
+    for (int i = 0; i < count; ++i) {
+        pixels.insert(pixels.end(), pixel.begin(), pixel.end());
+    }
+    return pixels;
+}
+
+// Fills the current level with a colour (0 to 255 a channel), as a pass would draw it.
+void Paint(float r, float g, float b, float a) {
+    glClearColor(r / 255.0f, g / 255.0f, b / 255.0f, a / 255.0f);
+    glClear(GL_COLOR_BUFFER_BIT);
+}
+
+TEST_F(FramebufferStack, KeepsItsObjectsForFramesOfOneSizeAndRemakesThemForAnother) {
+    AEOpenGLContext context(nullptr);
+    AEOpenglMainFrameBuffer frames;
+    GLCallRecorder recorder;
+    frames.prepare(0, 0, true);
+    EXPECT_TRUE(recorder.calls().empty()) << "an unprepared instance of size 0 makes nothing";
+
+    frames.prepare(8, 4, true);
+    const auto framebuffers = Sorted(recorder.names("glGenFramebuffers"));
+    const auto renderbuffers = recorder.names("glGenRenderbuffers");
+    EXPECT_EQ(3u, framebuffers.size());
+    EXPECT_EQ(1u, renderbuffers.size());
+    EXPECT_EQ(8, frames.width());
+    EXPECT_EQ(4, frames.height());
+
+    recorder.clear();
+    frames.prepare(8, 4, true);
+    frames.prepare(8, 4, false);
+    EXPECT_TRUE(recorder.calls().empty()) << "a frame of the same size reuses everything";
+
+    frames.prepare(6, 6, true);
+    EXPECT_EQ(framebuffers, Sorted(recorder.names("glDeleteFramebuffers")));
+    EXPECT_EQ(renderbuffers, recorder.names("glDeleteRenderbuffers"));
+    EXPECT_EQ(3u, recorder.count("glGenFramebuffers"));
+
+    recorder.clear();
+    frames.destory();
+    EXPECT_EQ(3u, recorder.names("glDeleteFramebuffers").size());
+    EXPECT_EQ(1u, recorder.names("glDeleteRenderbuffers").size());
+    EXPECT_NO_GL_ERROR();
+}
+
+TEST_F(FramebufferStack, PushClearsOnlyTheNewLevelAndPopGivesBackTheLevelBelowAsItWas) {
+    AEOpenGLContext context(nullptr);
+    GLint maxSamples = 0;
+    glGetIntegerv(GL_MAX_SAMPLES, &maxSamples);
+    for (const bool multisampled : {true, false}) {
+        SCOPED_TRACE(multisampled ? "multisampled" : "single-sampled");
+        AEOpenglMainFrameBuffer frames;
+        frames.prepare(4, 2, multisampled);
+        frames.beginDrawing();
+        EXPECT_EQ(GL_FRAMEBUFFER_COMPLETE, glCheckFramebufferStatus(GL_FRAMEBUFFER));
+        GLint samples = -1;
+        glGetRenderbufferParameteriv(GL_RENDERBUFFER, GL_RENDERBUFFER_SAMPLES, &samples);
+        EXPECT_EQ(multisampled ? std::min(8, maxSamples) : 0, samples);
+        Paint(255, 128, 0, 255);
+
+        frames.pushRenderContext(false, false);
+        EXPECT_EQ(GL_FRAMEBUFFER_COMPLETE, glCheckFramebufferStatus(GL_FRAMEBUFFER));
+        glEnable(GL_SCISSOR_TEST);
+        glScissor(0, 0, 1, 1);
+        Paint(0, 0, 255, 255);
+        glDisable(GL_SCISSOR_TEST);
+
+        GLuint top = frames.popRenderContext();
+        Pixels expectedTop = Repeat({0, 0, 0, 0}, 8);
+        std::fill(expectedTop.begin(), expectedTop.begin() + 4, 255);
+        expectedTop[0] = expectedTop[1] = 0;
+        EXPECT_EQ(expectedTop, readTexture(top, 4, 2));
+        GLuint bottom = frames.popRenderContext();
+        EXPECT_EQ(Repeat({255, 128, 0, 255}, 8), readTexture(bottom, 4, 2));
+
+        GLCallRecorder recorder;
+        EXPECT_EQ(0u, frames.popRenderContext());
+        frames.endDrawing(1.0f);
+        EXPECT_TRUE(recorder.calls().empty()) << "an empty stack is left alone";
+
+        glDeleteTextures(1, &top);
+        glDeleteTextures(1, &bottom);
+        frames.destory();
+        EXPECT_NO_GL_ERROR();
+    }
+}
+
+TEST_F(FramebufferStack, EndDrawingPassesTheBottomLevelIntoTheBoundMainRenderbuffer) {
+    AEOpenGLContext context(nullptr);
+    AEOpenglMainFrameBuffer frames;
+    frames.prepare(3, 2, true);
+    for (int frame = 0; frame < 2; ++frame) {
+        frames.beginDrawing();
+        Paint(51, 102, 153, 255);
+        frames.pushRenderContext(false, true);
+        Paint(1, 2, 3, 4);
+        GLuint discarded = frames.popRenderContext();
+        glDeleteTextures(1, &discarded);
+        frames.endDrawing(1.0f);
+
+        GLint read = 0;
+        GLint draw = 0;
+        GLint attachment = 0;
+        glGetIntegerv(GL_READ_FRAMEBUFFER_BINDING, &read);
+        glGetIntegerv(GL_DRAW_FRAMEBUFFER_BINDING, &draw);
+        glGetFramebufferAttachmentParameteriv(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0,
+                                              GL_FRAMEBUFFER_ATTACHMENT_OBJECT_TYPE, &attachment);
+        EXPECT_NE(0, read);
+        EXPECT_EQ(read, draw);
+        EXPECT_EQ(static_cast<GLint>(GL_RENDERBUFFER), attachment);
+        EXPECT_EQ(Repeat({255, 51, 102, 153}, 6), readFramebuffer(3, 2));
+        EXPECT_NO_GL_ERROR();
+    }
+    frames.destory();
+    EXPECT_NO_GL_ERROR();
+}
+
+TEST_F(FramebufferStack, FramesMovingBetweenThreadsRenderRightAndKeepEachContextsObjects) {
+    AEOpenGLContext data(nullptr);
+    AEOpenGLContext first(&data);
+    AEOpenGLContext second(&data);
+    data.makeContextCurrent();
+    AEOpenglMainFrameBuffer frames;
+    GLCallRecorder recorder;
+    const auto render = [&](AEOpenGLContext& context, std::uint8_t red) {
+        Pixels result;
+        runOnNewThread([&] {
+            context.makeContextCurrent();
+            frames.prepare(2, 2, true);
+            frames.beginDrawing();
+            Paint(red, 0, 0, 255);
+            frames.endDrawing(1.0f);
+            result = readFramebuffer(2, 2);
+            EXPECT_NO_GL_ERROR();
+        });
+        return result;
+    };
+
+    EXPECT_EQ(Repeat({255, 10, 0, 0}, 4), render(first, 10));
+    EXPECT_EQ(Repeat({255, 20, 0, 0}, 4), render(second, 20));
+    EXPECT_EQ(6u, recorder.count("glGenFramebuffers")) << "each context makes its own";
+    recorder.clear();
+    EXPECT_EQ(Repeat({255, 30, 0, 0}, 4), render(first, 30));
+    EXPECT_EQ(Repeat({255, 40, 0, 0}, 4), render(second, 40));
+    EXPECT_EQ(0u, recorder.count("glGenFramebuffers")) << "and keeps them for its next frames";
+    EXPECT_EQ(2u, recorder.count("glGenRenderbuffers")) << "only the frames' levels are new";
+
+    recorder.clear();
+    frames.destory();
+    EXPECT_EQ(0u, recorder.count("glDeleteFramebuffers"))
+        << "no frame-buffer object is deleted in a context that does not own it";
+    EXPECT_NO_GL_ERROR();
+}
+
+TEST_F(FramebufferStack, NormalRenderContextDrawsIntoItsTextureOutsideTheStack) {
+    AEOpenGLContext context(nullptr);
+    AEOpenglMainFrameBuffer frames;
+    frames.prepare(2, 2, false);
+    frames.beginDrawing();
+    Paint(200, 0, 0, 255);
+    GLuint texture = frames.createRenderTexture(false);
+
+    GLCallRecorder recorder;
+    frames.pushNormalRenderContext(texture);
+    Paint(0, 200, 0, 255);
+    frames.popNormalRenderContext();
+    EXPECT_EQ(recorder.names("glGenFramebuffers"), recorder.names("glDeleteFramebuffers"));
+    EXPECT_EQ(Repeat({0, 200, 0, 255}, 4), readTexture(texture, 2, 2));
+
+    GLuint bottom = frames.popRenderContext();
+    EXPECT_EQ(Repeat({200, 0, 0, 255}, 4), readTexture(bottom, 2, 2))
+        << "the stack's top level is the target again, as it was";
+    glDeleteTextures(1, &texture);
+    glDeleteTextures(1, &bottom);
+    frames.destory();
+    EXPECT_NO_GL_ERROR();
+}
+
+TEST_F(RenderTextures, FollowTheFilterTableAndStartZeroedAtTheFrameSize) {
+    AEOpenGLContext context(nullptr);
+    AEOpenglMainFrameBuffer frames;
+    frames.prepare(3, 2, true);
+    // texture, minifying and magnifying filter, channel type
+    const std::vector<std::vector<GLint>> rows = {
+        {GLint(frames.createRenderTexture(false)), GLint(GL_LINEAR), GLint(GL_LINEAR),
+         GLint(GL_UNSIGNED_NORMALIZED)},
+        {GLint(frames.createRenderTexture(true)), GLint(GL_LINEAR_MIPMAP_LINEAR), GLint(GL_LINEAR),
+         GLint(GL_UNSIGNED_NORMALIZED)},
+        {GLint(frames.createFloatRenderTexture(true, false)), GLint(GL_LINEAR), GLint(GL_LINEAR),
+         GLint(GL_FLOAT)},
+        {GLint(frames.createFloatRenderTexture(true, true)), GLint(GL_LINEAR_MIPMAP_LINEAR),
+         GLint(GL_LINEAR), GLint(GL_FLOAT)},
+        {GLint(frames.createFloatRenderTexture(false, false)), GLint(GL_NEAREST), GLint(GL_NEAREST),
+         GLint(GL_FLOAT)},
+        {GLint(frames.createFloatRenderTexture(false, true)), GLint(GL_LINEAR_MIPMAP_NEAREST),
+         GLint(GL_LINEAR), GLint(GL_FLOAT)},
+    };
+    GLint bound = -1;
+    glGetIntegerv(GL_TEXTURE_BINDING_2D, &bound);
+    EXPECT_EQ(0, bound);
+    for (const auto& row : rows) {
+        GLuint texture = static_cast<GLuint>(row[0]);
+        glBindTexture(GL_TEXTURE_2D, texture);
+        std::vector<GLint> actual = {row[0], 0, 0, 0, 0, 0, 0, 0};
+        glGetTexParameteriv(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, &actual[1]);
+        glGetTexParameteriv(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, &actual[2]);
+        glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_RED_TYPE, &actual[3]);
+        glGetTexParameteriv(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, &actual[4]);
+        glGetTexParameteriv(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, &actual[5]);
+        glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_WIDTH, &actual[6]);
+        glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_HEIGHT, &actual[7]);
+        glBindTexture(GL_TEXTURE_2D, 0);
+        std::vector<GLint> expected = row;
+        expected.insert(expected.end(), {GLint(GL_CLAMP_TO_EDGE), GLint(GL_CLAMP_TO_EDGE), 3, 2});
+        EXPECT_EQ(expected, actual);
+        EXPECT_EQ(Pixels(3 * 2 * 4, 0), readTexture(texture, 3, 2));
+        glDeleteTextures(1, &texture);
+    }
+    frames.destory();
+    EXPECT_NO_GL_ERROR();
+}
+
+} // namespace
