@@ -108,6 +108,7 @@ EffectHost::EffectHost(const std::string& pluginPath) {
     mSuites.add(kDRAWBOT_SupplierSuite, kDRAWBOT_SupplierSuite_Version1, &mDrawbotTokens[0]);
     mSuites.add(kDRAWBOT_SurfaceSuite, kDRAWBOT_SurfaceSuite_Version2, &mDrawbotTokens[1]);
     mSuites.add(kDRAWBOT_PathSuite, kDRAWBOT_PathSuite_Version1, &mDrawbotTokens[2]);
+    mScripting.addTo(mSuites);
 
     mInData.inter.checkout_param = &EffectHost::checkoutParam;
     mInData.inter.checkin_param = &EffectHost::checkinParam;

@@ -18,6 +18,7 @@
 #include "DrawbotSuite.h"
 #include "HostGLContext.h"
 #include "PluginModule.h"
+#include "ScriptingSuites.h"
 #include "SuiteRegistry.h"
 #include "World.h"
 
@@ -73,6 +74,8 @@ public:
     PF_InData& inData() { return mInData; }
     PF_OutData& outData() { return mOutData; }
     SuiteRegistry& suites() { return mSuites; }
+    // The scripting engine's stand-in and the memory handles it gives out.
+    ScriptingSuites& scripting() { return mScripting; }
 
     // The next calls of `callback` fail with `code` until cleared.
     void fail(Callback callback, PF_Err code);
@@ -144,6 +147,7 @@ private:
     static PF_Err resizeHandle(A_HandleSize size, PF_Handle* handle);
 
     SuiteRegistry mSuites;
+    ScriptingSuites mScripting;
     std::unique_ptr<PluginModule> mModule;
 
     PF_InData mInData{};

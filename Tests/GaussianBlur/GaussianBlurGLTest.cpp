@@ -7,6 +7,8 @@
 #include <stdexcept>
 
 #include "AE_EffectCBSuites.h"
+#include "AE_GeneralPlug.h"
+#include "DrawbotSuite.h"
 #include "EffectHost.h"
 
 using Brindel::Host::Callback;
@@ -223,4 +225,20 @@ TEST_F(GaussianBlurEntry, FailedPreRenderCheckoutReturnsItsCodeAndLeavesTheOutpu
     EXPECT_EQ(host.preRender(input, output), PF_Interrupt_CANCEL);
     EXPECT_TRUE(output.result_rect == (PF_LRect{1, 1, 2, 2}));
     EXPECT_TRUE(output.max_result_rect == (PF_LRect{0, 0, 0, 0}));
+}
+
+TEST_F(GaussianBlurEntry, HostServesEverySuiteTheKitAsksFor) {
+    // The suites the effect and its helpers acquire, by name and version.
+    const std::pair<const char*, int> suites[] = {
+        {kPFANSISuite, 1},           {kPFHandleSuite, 2},        {kPFIterateFloatSuite, 1},
+        {kAEGPPFInterfaceSuite, 1},  {kAEGPLayerSuite, 11},      {kAEGPItemSuite, 10},
+        {kAEGPUtilitySuite, 11},     {kAEGPMemorySuite, 1},      {kDRAWBOT_DrawSuite, 1},
+        {kDRAWBOT_SupplierSuite, 1}, {kDRAWBOT_SurfaceSuite, 2}, {kDRAWBOT_PathSuite, 1},
+    };
+    for (const auto& [name, version] : suites) {
+        const void* suite = nullptr;
+        EXPECT_EQ(host.inData().pica_basicP->AcquireSuite(name, version, &suite), 0) << name;
+        EXPECT_NE(suite, nullptr) << name;
+        host.inData().pica_basicP->ReleaseSuite(name, version);
+    }
 }
