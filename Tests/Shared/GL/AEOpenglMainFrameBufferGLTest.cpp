@@ -19,7 +19,6 @@ namespace {
 
 using Pixels = std::vector<std::uint8_t>;
 using FramebufferStack = GLTest;
-using RenderTextures = GLTest;
 
 std::vector<unsigned int> Sorted(std::vector<unsigned int> names) {
     std::sort(names.begin(), names.end());
@@ -201,50 +200,6 @@ TEST_F(FramebufferStack, NormalRenderContextDrawsIntoItsTextureOutsideTheStack) 
         << "the stack's top level is the target again, as it was";
     glDeleteTextures(1, &texture);
     glDeleteTextures(1, &bottom);
-    frames.destory();
-    EXPECT_NO_GL_ERROR();
-}
-
-TEST_F(RenderTextures, FollowTheFilterTableAndStartZeroedAtTheFrameSize) {
-    AEOpenGLContext context(nullptr);
-    AEOpenglMainFrameBuffer frames;
-    frames.prepare(3, 2, true);
-    // texture, minifying and magnifying filter, channel type
-    const std::vector<std::vector<GLint>> rows = {
-        {GLint(frames.createRenderTexture(false)), GLint(GL_LINEAR), GLint(GL_LINEAR),
-         GLint(GL_UNSIGNED_NORMALIZED)},
-        {GLint(frames.createRenderTexture(true)), GLint(GL_LINEAR_MIPMAP_LINEAR), GLint(GL_LINEAR),
-         GLint(GL_UNSIGNED_NORMALIZED)},
-        {GLint(frames.createFloatRenderTexture(true, false)), GLint(GL_LINEAR), GLint(GL_LINEAR),
-         GLint(GL_FLOAT)},
-        {GLint(frames.createFloatRenderTexture(true, true)), GLint(GL_LINEAR_MIPMAP_LINEAR),
-         GLint(GL_LINEAR), GLint(GL_FLOAT)},
-        {GLint(frames.createFloatRenderTexture(false, false)), GLint(GL_NEAREST), GLint(GL_NEAREST),
-         GLint(GL_FLOAT)},
-        {GLint(frames.createFloatRenderTexture(false, true)), GLint(GL_LINEAR_MIPMAP_NEAREST),
-         GLint(GL_LINEAR), GLint(GL_FLOAT)},
-    };
-    GLint bound = -1;
-    glGetIntegerv(GL_TEXTURE_BINDING_2D, &bound);
-    EXPECT_EQ(0, bound);
-    for (const auto& row : rows) {
-        GLuint texture = static_cast<GLuint>(row[0]);
-        glBindTexture(GL_TEXTURE_2D, texture);
-        std::vector<GLint> actual = {row[0], 0, 0, 0, 0, 0, 0, 0};
-        glGetTexParameteriv(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, &actual[1]);
-        glGetTexParameteriv(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, &actual[2]);
-        glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_RED_TYPE, &actual[3]);
-        glGetTexParameteriv(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, &actual[4]);
-        glGetTexParameteriv(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, &actual[5]);
-        glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_WIDTH, &actual[6]);
-        glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_HEIGHT, &actual[7]);
-        glBindTexture(GL_TEXTURE_2D, 0);
-        std::vector<GLint> expected = row;
-        expected.insert(expected.end(), {GLint(GL_CLAMP_TO_EDGE), GLint(GL_CLAMP_TO_EDGE), 3, 2});
-        EXPECT_EQ(expected, actual);
-        EXPECT_EQ(Pixels(3 * 2 * 4, 0), readTexture(texture, 3, 2));
-        glDeleteTextures(1, &texture);
-    }
     frames.destory();
     EXPECT_NO_GL_ERROR();
 }
