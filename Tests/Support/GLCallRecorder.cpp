@@ -36,8 +36,9 @@ bool Active() {
     return recording.active;
 }
 
-void Arm(bool on) {
-    glbinding::setCallbackMaskExcept(on ? kMask : glbinding::CallbackMask::None, {"glGetError"});
+// Switches the call-backs on for the context the binding now addresses on this thread.
+void Arm() {
+    glbinding::setCallbackMaskExcept(kMask, {"glGetError"});
 }
 
 bool StartsWith(const std::string& text, const char* prefix) {
@@ -91,7 +92,7 @@ void InstallOnce() {
         glbinding::setAfterCallback(Record);
         glbinding::Binding::addContextSwitchCallback([](glbinding::ContextHandle) {
             if (Active()) {
-                Arm(true);
+                Arm();
             }
         });
     });
@@ -110,10 +111,12 @@ GLCallRecorder::GLCallRecorder() {
         recording.active = true;
         recording.calls.clear();
     }
-    Arm(true);
+    Arm();
 }
 
 GLCallRecorder::~GLCallRecorder() {
+    // Armed contexts stay armed: switching each back off would mean visiting them all, and the
+    // call-back ignores their calls while no recorder is active.
     Recording& recording = TheRecording();
     std::lock_guard<std::mutex> lock(recording.mutex);
     recording.active = false;
