@@ -1,6 +1,7 @@
 #include "AEOpenglMainFrameBuffer.h"
 
 #include "ScreenRender.h"
+#include "Vec2.h"
 
 #include <glbinding/gl/gl.h>
 
@@ -16,11 +17,11 @@ namespace {
 constexpr int kSamples = 8;
 
 // magFilter GL_NONE leaves GL's default.
-GLuint CreateTexture(std::uint32_t width, std::uint32_t height, GLenum internalFormat,
+GLuint CreateTexture(GLsizei width, GLsizei height, std::size_t bytes, GLenum internalFormat,
                      GLenum minFilter, GLenum magFilter) {
     // Taken before any GL object exists, so that exhausted memory surfaces as std::bad_alloc and
     // leaves nothing behind.
-    const std::vector<unsigned char> zeros(static_cast<std::size_t>(width) * height * 4);
+    const std::vector<unsigned char> zeros(bytes);
     GLuint texture = 0;
     glGenTextures(1, &texture);
     glBindTexture(GL_TEXTURE_2D, texture);
@@ -30,10 +31,44 @@ GLuint CreateTexture(std::uint32_t width, std::uint32_t height, GLenum internalF
     }
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
-    glTexImage2D(GL_TEXTURE_2D, 0, internalFormat, static_cast<GLsizei>(width),
-                 static_cast<GLsizei>(height), 0, GL_RGBA, GL_UNSIGNED_BYTE, zeros.data());
+    glTexImage2D(GL_TEXTURE_2D, 0, internalFormat, width, height, 0, GL_RGBA, GL_UNSIGNED_BYTE,
+                 zeros.data());
     glBindTexture(GL_TEXTURE_2D, 0);
     return texture;
+}
+
+// A texture of a whole frame's size.
+GLuint CreateTexture(std::uint32_t width, std::uint32_t height, GLenum internalFormat,
+                     GLenum minFilter, GLenum magFilter) {
+    return CreateTexture(static_cast<GLsizei>(width), static_cast<GLsizei>(height),
+                         static_cast<std::size_t>(width) * height * 4, internalFormat, minFilter,
+                         magFilter);
+}
+
+// A texture of a size given in the kit's doubles: cut to whole pixels, with a
+// client buffer of the size's own area.
+GLuint CreateTexture(const Vec2& size, GLenum internalFormat, GLenum minFilter, GLenum magFilter) {
+    return CreateTexture(static_cast<GLsizei>(size.x), static_cast<GLsizei>(size.y),
+                         static_cast<std::size_t>(size.x * size.y * 4.0), internalFormat, minFilter,
+                         magFilter);
+}
+
+// Filters of the 8-bit and the float render textures.
+struct Filters {
+    GLenum min;
+    GLenum mag;
+};
+
+Filters RenderFilters(bool mipmapped) {
+    return mipmapped ? Filters{GL_LINEAR_MIPMAP_LINEAR, GL_NONE} : Filters{GL_LINEAR, GL_LINEAR};
+}
+
+Filters FloatFilters(bool linear, bool mipmapped) {
+    if (mipmapped) {
+        return {linear ? GL_LINEAR_MIPMAP_LINEAR : GL_LINEAR_MIPMAP_NEAREST, GL_NONE};
+    }
+    const GLenum filter = linear ? GL_LINEAR : GL_NEAREST;
+    return {filter, filter};
 }
 
 } // namespace
@@ -195,11 +230,21 @@ GLuint AEOpenglMainFrameBuffer::popRenderContext() {
 }
 
 void AEOpenglMainFrameBuffer::pushNormalRenderContext(unsigned int texture) {
+    attachNormalTarget(texture, 0);
+}
+
+void AEOpenglMainFrameBuffer::pushNormalRenderContext(unsigned int texture, const Vec2& size,
+                                                      int level) {
+    attachNormalTarget(texture, level);
+    glViewport(0, 0, static_cast<GLsizei>(size.x), static_cast<GLsizei>(size.y));
+}
+
+void AEOpenglMainFrameBuffer::attachNormalTarget(unsigned int texture, int level) {
     GLuint framebuffer = 0;
     glGenFramebuffers(1, &framebuffer);
     glBindRenderbuffer(GL_RENDERBUFFER, 0);
     glBindFramebuffer(GL_FRAMEBUFFER, framebuffer);
-    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, texture, 0);
+    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, texture, level);
     glClearColor(0.0f, 0.0f, 0.0f, 0.0f);
     glClear(GL_COLOR_BUFFER_BIT);
 }
@@ -225,17 +270,24 @@ void AEOpenglMainFrameBuffer::popNormalRenderContext() {
 }
 
 GLuint AEOpenglMainFrameBuffer::createRenderTexture(bool mipmapped) {
-    return mipmapped ? CreateTexture(mWidth, mHeight, GL_RGBA, GL_LINEAR_MIPMAP_LINEAR, GL_NONE)
-                     : CreateTexture(mWidth, mHeight, GL_RGBA, GL_LINEAR, GL_LINEAR);
+    const Filters f = RenderFilters(mipmapped);
+    return CreateTexture(mWidth, mHeight, GL_RGBA, f.min, f.mag);
+}
+
+GLuint AEOpenglMainFrameBuffer::createRenderTexture(const Vec2& size, bool mipmapped) {
+    const Filters f = RenderFilters(mipmapped);
+    return CreateTexture(size, GL_RGBA, f.min, f.mag);
 }
 
 GLuint AEOpenglMainFrameBuffer::createFloatRenderTexture(bool linear, bool mipmapped) {
-    if (mipmapped) {
-        return CreateTexture(mWidth, mHeight, GL_RGBA32F,
-                             linear ? GL_LINEAR_MIPMAP_LINEAR : GL_LINEAR_MIPMAP_NEAREST, GL_NONE);
-    }
-    const GLenum filter = linear ? GL_LINEAR : GL_NEAREST;
-    return CreateTexture(mWidth, mHeight, GL_RGBA32F, filter, filter);
+    const Filters f = FloatFilters(linear, mipmapped);
+    return CreateTexture(mWidth, mHeight, GL_RGBA32F, f.min, f.mag);
+}
+
+GLuint AEOpenglMainFrameBuffer::createFloatRenderTexture(const Vec2& size, bool linear,
+                                                         bool mipmapped) {
+    const Filters f = FloatFilters(linear, mipmapped);
+    return CreateTexture(size, GL_RGBA32F, f.min, f.mag);
 }
 
 void AEOpenglMainFrameBuffer::useFramebuffersOfCurrentContext() {

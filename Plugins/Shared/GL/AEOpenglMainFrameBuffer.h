@@ -10,6 +10,7 @@
 namespace Brindel::GaussianBlur {
 
 class ScreenRender;
+class Vec2;
 
 /// The off-screen targets of a frame: a stack of colour renderbuffers, multisampled as a rule. A
 /// push opens a fresh level cleared to transparent black; a pop resolves the top level into a new
@@ -59,13 +60,19 @@ public:
 
     /// Renders into `texture` through a temporary frame-buffer object, outside the stack.
     void pushNormalRenderContext(unsigned int texture);
+    /// As above, into mip `level` of `texture`, and sets the viewport to `size`.
+    void pushNormalRenderContext(unsigned int texture, const Vec2& size, int level);
     /// Closes the temporary frame-buffer object and returns to the stack's top level.
     void popNormalRenderContext();
 
     /// A texture of the frame's size, 8 bits a channel, zeroed, edges clamped.
     unsigned int createRenderTexture(bool mipmapped);
+    /// As above, of the given size (cut to whole pixels).
+    unsigned int createRenderTexture(const Vec2& size, bool mipmapped);
     /// A texture of the frame's size with 32-bit float channels, zeroed, edges clamped.
     unsigned int createFloatRenderTexture(bool linear, bool mipmapped);
+    /// As above, of the given size (cut to whole pixels).
+    unsigned int createFloatRenderTexture(const Vec2& size, bool linear, bool mipmapped);
 
     std::uint16_t width() const { return static_cast<std::uint16_t>(mWidth); }
     std::uint16_t height() const { return static_cast<std::uint16_t>(mHeight); }
@@ -77,6 +84,8 @@ private:
         unsigned int multisample = 0;
     };
 
+    /// Renders into mip `level` of `texture` through a temporary frame-buffer object.
+    void attachNormalTarget(unsigned int texture, int level);
     void useFramebuffersOfCurrentContext();
     void makeFramebuffers();
     unsigned int stackFramebuffer() const;

@@ -3,6 +3,14 @@
 #include <glbinding/gl/gl.h>
 
 #include <cstdio>
+#include <vector>
+
+#include "Affine.h"
+#include "Color.h"
+#include "Mat4.h"
+#include "Vec2.h"
+#include "Vec3.h"
+#include "Vec4.h"
 
 using namespace gl;
 
@@ -339,6 +347,55 @@ void OpenglShader::disableVertexAttributeArray(int location) const {
     if (mProgram != 0) {
         glDisableVertexAttribArray(static_cast<GLuint>(location));
     }
+}
+
+void OpenglShader::setUniform2f(const std::string& name, const Vec2& value) const {
+    setUniform2f(name, static_cast<float>(value.x), static_cast<float>(value.y));
+}
+
+void OpenglShader::setUniform3f(const std::string& name, const Vec3& value) const {
+    setUniform3f(name, static_cast<float>(value.x), static_cast<float>(value.y),
+                 static_cast<float>(value.z));
+}
+
+void OpenglShader::setUniform4f(const std::string& name, const Vec4& value) const {
+    setUniform4f(name, static_cast<float>(value.x), static_cast<float>(value.y),
+                 static_cast<float>(value.z), static_cast<float>(value.w));
+}
+
+void OpenglShader::setUniform4f(const std::string& name, const Color& value) const {
+    setUniform4f(name, static_cast<float>(value.red), static_cast<float>(value.green),
+                 static_cast<float>(value.blue), static_cast<float>(value.alpha));
+}
+
+void OpenglShader::setUniformMatrix3f(const std::string& name, const Affine* value,
+                                      int count) const {
+    const GLint location = uniformLocation(mProgram, name);
+    if (location == -1) {
+        return;
+    }
+    std::vector<float> values;
+    values.reserve(static_cast<size_t>(count) * 9);
+    for (int i = 0; i < count; ++i) {
+        const Affine& t = value[i];
+        // Storage order a, c, e, b, d, f; columns (a, b, 0), (c, d, 0), (e, f, 1).
+        for (double v : {t.a, t.b, 0.0, t.c, t.d, 0.0, t.e, t.f, 1.0}) {
+            values.push_back(static_cast<float>(v));
+        }
+    }
+    glUniformMatrix3fv(location, count, GL_FALSE, values.data());
+}
+
+void OpenglShader::setUniformMatrix4f(const std::string& name, const Mat4& value, int count) const {
+    const GLint location = uniformLocation(mProgram, name);
+    if (location == -1) {
+        return;
+    }
+    float values[16];
+    for (int i = 0; i < 16; ++i) {
+        values[i] = static_cast<float>(value.m[i]);
+    }
+    glUniformMatrix4fv(location, count, GL_FALSE, values);
 }
 
 } // namespace Brindel::GaussianBlur

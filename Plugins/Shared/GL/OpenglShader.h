@@ -5,6 +5,13 @@
 
 namespace Brindel::GaussianBlur {
 
+class Affine;
+class Color;
+class Mat4;
+class Vec2;
+class Vec3;
+class Vec4;
+
 /// The GLSL sources of one program, built into a GL program at the first `useProgram`, with the
 /// setters through which its uniforms and vertex attributes are set by name or location.
 ///
@@ -48,6 +55,17 @@ public:
     void setUniform2fv(const std::string& name, const float* data, int count) const;
     void setUniform3fv(const std::string& name, const float* data, int count) const;
     void setUniform4fv(const std::string& name, const float* data, int count) const;
+
+    // The kit's values, narrowed to single precision in field order.
+    void setUniform2f(const std::string& name, const Vec2& value) const;
+    void setUniform3f(const std::string& name, const Vec3& value) const;
+    void setUniform4f(const std::string& name, const Vec4& value) const;
+    void setUniform4f(const std::string& name, const Color& value) const;
+    /// `count` 2D transforms (at least 1) as 3x3 matrices, columns (a, b, 0), (c, d, 0),
+    /// (e, f, 1), not transposed.
+    void setUniformMatrix3f(const std::string& name, const Affine* value, int count) const;
+    /// One matrix in its column-major storage order, not transposed; `count` must be 1.
+    void setUniformMatrix4f(const std::string& name, const Mat4& value, int count) const;
 
     /// -1 while unbuilt or for an unknown uniform.
     int getUniformLocation(const std::string& name) const;

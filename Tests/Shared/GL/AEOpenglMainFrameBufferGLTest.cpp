@@ -2,6 +2,7 @@
 #include "AEOpenglMainFrameBuffer.h"
 #include "GLCallRecorder.h"
 #include "GLTest.h"
+#include "Vec2.h"
 
 #include <glbinding/gl/gl.h>
 
@@ -12,6 +13,7 @@
 using namespace gl;
 using Brindel::GaussianBlur::AEOpenGLContext;
 using Brindel::GaussianBlur::AEOpenglMainFrameBuffer;
+using Brindel::GaussianBlur::Vec2;
 using Brindel::Testing::GLCallRecorder;
 using Brindel::Testing::GLTest;
 
@@ -198,6 +200,82 @@ TEST_F(FramebufferStack, NormalRenderContextDrawsIntoItsTextureOutsideTheStack) 
     GLuint bottom = frames.popRenderContext();
     EXPECT_EQ(Repeat({200, 0, 0, 255}, 4), readTexture(bottom, 2, 2))
         << "the stack's top level is the target again, as it was";
+    glDeleteTextures(1, &texture);
+    glDeleteTextures(1, &bottom);
+    frames.destory();
+    EXPECT_NO_GL_ERROR();
+}
+
+TEST_F(FramebufferStack, TexturesOfAGivenSizeTakeThatSizeAndTheirFilters) {
+    AEOpenglMainFrameBuffer frames;
+    frames.prepare(4, 4, false);
+    struct Case {
+        GLuint texture;
+        GLint width, height;
+        GLenum format, min, mag;
+    };
+    const Case cases[] = {
+        {frames.createRenderTexture(Vec2(7.9, 3.2), false), 7, 3, GL_RGBA, GL_LINEAR, GL_LINEAR},
+        {frames.createRenderTexture(Vec2(5, 6), true), 5, 6, GL_RGBA, GL_LINEAR_MIPMAP_LINEAR,
+         GL_LINEAR},
+        {frames.createFloatRenderTexture(Vec2(3, 2), true, false), 3, 2, GL_RGBA32F, GL_LINEAR,
+         GL_LINEAR},
+        {frames.createFloatRenderTexture(Vec2(3, 2), false, false), 3, 2, GL_RGBA32F, GL_NEAREST,
+         GL_NEAREST},
+        {frames.createFloatRenderTexture(Vec2(9, 1), false, true), 9, 1, GL_RGBA32F,
+         GL_LINEAR_MIPMAP_NEAREST, GL_LINEAR},
+    };
+    for (const Case& c : cases) {
+        glBindTexture(GL_TEXTURE_2D, c.texture);
+        GLint width = 0, height = 0, format = 0, min = 0, mag = 0, wrap = 0;
+        glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_WIDTH, &width);
+        glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_HEIGHT, &height);
+        glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_INTERNAL_FORMAT, &format);
+        glGetTexParameteriv(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, &min);
+        glGetTexParameteriv(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, &mag);
+        glGetTexParameteriv(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, &wrap);
+        EXPECT_EQ(width, c.width);
+        EXPECT_EQ(height, c.height);
+        EXPECT_EQ(format, static_cast<GLint>(c.format));
+        EXPECT_EQ(min, static_cast<GLint>(c.min));
+        EXPECT_EQ(mag, static_cast<GLint>(c.mag));
+        EXPECT_EQ(wrap, static_cast<GLint>(GL_CLAMP_TO_EDGE));
+        glBindTexture(GL_TEXTURE_2D, 0);
+        glDeleteTextures(1, &c.texture);
+    }
+    frames.destory();
+    EXPECT_NO_GL_ERROR();
+}
+
+TEST_F(FramebufferStack, NormalRenderContextWithASizeDrawsIntoTheMipLevelAndSetsTheViewport) {
+    AEOpenglMainFrameBuffer frames;
+    frames.prepare(8, 8, false);
+    frames.beginDrawing();
+    GLuint texture = frames.createRenderTexture(Vec2(8, 8), true);
+    // The other levels: only a complete mipmap can be drawn into above its base.
+    glBindTexture(GL_TEXTURE_2D, texture);
+    for (int level = 1, size = 4; size >= 1; ++level, size /= 2) {
+        glTexImage2D(GL_TEXTURE_2D, level, GL_RGBA, size, size, 0, GL_RGBA, GL_UNSIGNED_BYTE,
+                     nullptr);
+    }
+    glBindTexture(GL_TEXTURE_2D, 0);
+
+    frames.pushNormalRenderContext(texture, Vec2(4.7, 3.2), 1);
+    EXPECT_NO_GL_ERROR();
+    GLint level = -1;
+    glGetFramebufferAttachmentParameteriv(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0,
+                                          GL_FRAMEBUFFER_ATTACHMENT_TEXTURE_LEVEL, &level);
+    EXPECT_EQ(level, 1);
+    GLint viewport[4] = {};
+    glGetIntegerv(GL_VIEWPORT, viewport);
+    EXPECT_EQ(viewport[2], 4);
+    EXPECT_EQ(viewport[3], 3);
+    frames.popNormalRenderContext();
+    // Back on the stack, with the frame's viewport.
+    glGetIntegerv(GL_VIEWPORT, viewport);
+    EXPECT_EQ(viewport[2], 8);
+
+    GLuint bottom = frames.popRenderContext();
     glDeleteTextures(1, &texture);
     glDeleteTextures(1, &bottom);
     frames.destory();

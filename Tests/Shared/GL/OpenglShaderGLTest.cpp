@@ -1,7 +1,13 @@
+#include "Affine.h"
+#include "Color.h"
 #include "GLCallRecorder.h"
 #include "GLTest.h"
+#include "Mat4.h"
 #include "OpenglShader.h"
 #include "StdoutCapture.h"
+#include "Vec2.h"
+#include "Vec3.h"
+#include "Vec4.h"
 
 #include <glbinding/gl/gl.h>
 
@@ -12,7 +18,7 @@
 #include <vector>
 
 using namespace gl;
-using Brindel::GaussianBlur::OpenglShader;
+using namespace Brindel::GaussianBlur;
 using Brindel::Testing::GLCallRecorder;
 using Brindel::Testing::GLTest;
 using Brindel::Testing::StdoutCapture;
@@ -365,6 +371,53 @@ TEST_F(ShaderSetters, AttributeSettersPointEnabledArraysIntoTheBoundBuffer) {
     glBindVertexArray(0);
     glDeleteVertexArrays(1, &vertexArray);
     glDeleteBuffers(1, &buffer);
+    EXPECT_NO_GL_ERROR();
+}
+
+TEST_F(ShaderSetters, KitValuesReachTheirUniformsInSinglePrecisionAndFieldOrder) {
+    OpenglShader shader(kVertex, "#version 330\nout vec4 colourOut;\n"
+                                 "uniform vec2 v2;\nuniform vec3 v3;\nuniform vec4 v4;\n"
+                                 "uniform vec4 colour;\nuniform mat3 affine[2];\n"
+                                 "uniform mat4 matrix;\n"
+                                 "void main() { colourOut = vec4(v2, 0.0, 0.0) + vec4(v3, 0.0) + "
+                                 "v4 + colour + vec4(affine[0][0] + affine[1][2], 0.0) + "
+                                 "matrix[3]; }");
+    // Setters before the build do nothing and report nothing.
+    shader.setUniform2f("v2", Vec2(1, 2));
+    shader.setUniformMatrix4f("matrix", Mat4(), 1);
+    shader.useProgram();
+    ASSERT_NE(0u, shader.program());
+    const GLuint program = shader.program();
+    auto read = [program](const char* name, int count) {
+        std::vector<float> values(count);
+        glGetUniformfv(program, glGetUniformLocation(program, name), values.data());
+        return values;
+    };
+
+    shader.setUniform2f("v2", Vec2(0.1, -2.5));
+    EXPECT_EQ(read("v2", 2), (std::vector<float>{0.1f, -2.5f}));
+    shader.setUniform3f("v3", Vec3(1, 2, 3));
+    EXPECT_EQ(read("v3", 3), (std::vector<float>{1, 2, 3}));
+    shader.setUniform4f("v4", Vec4(4, 5, 6, 7));
+    EXPECT_EQ(read("v4", 4), (std::vector<float>{4, 5, 6, 7}));
+    shader.setUniform4f("colour", Color(0.25, 0.5, 0.75, 1.0 / 3.0));
+    EXPECT_EQ(read("colour", 4), (std::vector<float>{0.25f, 0.5f, 0.75f, 1.0f / 3.0f}));
+
+    // Six values in the argument order a, b, c, d, e, f; columns (a, b, 0), (c, d, 0), (e, f, 1).
+    const Affine transforms[2] = {Affine(1, 2, 3, 4, 5, 6), Affine(7, 8, 9, 10, 11, 12)};
+    shader.setUniformMatrix3f("affine", transforms, 2);
+    EXPECT_EQ(read("affine[0]", 9), (std::vector<float>{1, 2, 0, 3, 4, 0, 5, 6, 1}));
+    EXPECT_EQ(read("affine[1]", 9), (std::vector<float>{7, 8, 0, 9, 10, 0, 11, 12, 1}));
+
+    Mat4 matrix;
+    for (int i = 0; i < 16; ++i) {
+        matrix.m[i] = i + 0.5;
+    }
+    shader.setUniformMatrix4f("matrix", matrix, 1);
+    const std::vector<float> stored = read("matrix", 16);
+    for (int i = 0; i < 16; ++i) {
+        EXPECT_EQ(stored[i], i + 0.5f) << "element " << i << ": not transposed";
+    }
     EXPECT_NO_GL_ERROR();
 }
 
