@@ -1,68 +1,61 @@
 #pragma once
 
+#include "Quaternion.h"
+#include "Vec4.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstddef>
 #include <cstring>
 #include <initializer_list>
 #include <sstream>
 
-// Comparison helpers for the kit's tests. They are written independently of
-// the kit's own operator== so that a fault in one cannot hide in the other.
+// Comparison helpers for the kit's tests, written independently of the
+// kit's own operator== so that a fault in one cannot hide in the other.
 namespace MathExpect {
 
-// The kit's tolerance per component.
-constexpr double kKitTolerance = 1e-12;
-
-inline bool sameBits(double a, double b) {
-    return std::memcmp(&a, &b, sizeof a) == 0;
-}
-
-// Every component within tol of its expected value, the bound passing.
+// Every value within tol of its expected one, the bound passing; tol 0
+// compares bit for bit, so that -0 and 0 differ.
 inline ::testing::AssertionResult eachWithin(std::initializer_list<double> actual,
                                              std::initializer_list<double> expected,
-                                             double tol = kKitTolerance) {
-    if (actual.size() != expected.size()) {
-        return ::testing::AssertionFailure() << "component counts differ";
-    }
-    std::ostringstream got;
-    std::ostringstream want;
-    got.precision(17);
-    want.precision(17);
-    bool ok = true;
+                                             double tol = 1e-12) {
+    std::ostringstream text;
+    text.precision(17);
+    bool ok = actual.size() == expected.size();
     auto e = expected.begin();
-    for (auto a = actual.begin(); a != actual.end(); ++a, ++e) {
-        got << (a == actual.begin() ? "" : ", ") << *a;
-        want << (a == actual.begin() ? "" : ", ") << *e;
-        if (!(std::fabs(*a - *e) <= tol)) {
-            ok = false;
-        }
+    for (auto a = actual.begin(); a != actual.end() && e != expected.end(); ++a, ++e) {
+        text << *a << " (" << *e << ") ";
+        ok = ok &&
+             (tol == 0.0 ? std::memcmp(&*a, &*e, sizeof(double)) == 0 : std::fabs(*a - *e) <= tol);
     }
     if (ok) {
         return ::testing::AssertionSuccess();
     }
-    return ::testing::AssertionFailure()
-           << "(" << got.str() << ") is not within " << tol << " of (" << want.str() << ")";
+    return ::testing::AssertionFailure() << "actual (expected): " << text.str() << "tol " << tol;
 }
 
-// Every component equal to the bit, so that -0 and 0 differ.
-inline ::testing::AssertionResult eachSameBits(std::initializer_list<double> actual,
-                                               std::initializer_list<double> expected) {
-    if (actual.size() != expected.size()) {
-        return ::testing::AssertionFailure() << "component counts differ";
-    }
-    auto e = expected.begin();
-    std::size_t i = 0;
-    for (auto a = actual.begin(); a != actual.end(); ++a, ++e, ++i) {
-        if (!sameBits(*a, *e)) {
-            std::ostringstream s;
-            s.precision(17);
-            s << "component " << i << " is " << *a << ", expected exactly " << *e;
-            return ::testing::AssertionFailure() << s.str();
-        }
-    }
-    return ::testing::AssertionSuccess();
+using Brindel::GaussianBlur::Quaternion;
+using Brindel::GaussianBlur::Vec2;
+using Brindel::GaussianBlur::Vec3;
+using Brindel::GaussianBlur::Vec4;
+
+inline ::testing::AssertionResult is(Vec2 const& v, double x, double y, double tol = 1e-12) {
+    return eachWithin({v.x, v.y}, {x, y}, tol);
+}
+
+inline ::testing::AssertionResult is(Vec3 const& v, double x, double y, double z,
+                                     double tol = 1e-12) {
+    return eachWithin({v.x, v.y, v.z}, {x, y, z}, tol);
+}
+
+inline ::testing::AssertionResult is(Vec4 const& v, double x, double y, double z, double w,
+                                     double tol = 1e-12) {
+    return eachWithin({v.x, v.y, v.z, v.w}, {x, y, z, w}, tol);
+}
+
+inline ::testing::AssertionResult is(Quaternion const& q, double x, double y, double z, double w,
+                                     double tol = 1e-12) {
+    return eachWithin({q.x, q.y, q.z, q.w}, {x, y, z, w}, tol);
 }
 
 } // namespace MathExpect
