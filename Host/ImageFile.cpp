@@ -4,6 +4,7 @@
 #include <OpenImageIO/imagebufalgo.h>
 #include <OpenImageIO/imageio.h>
 
+#include <cmath>
 #include <vector>
 
 namespace Brindel::Host {
@@ -126,7 +127,7 @@ std::unique_ptr<World> ImageFile::Downsample(const World& world, int factor) {
                     ++count;
                 }
             }
-            auto level = [](double v) { return static_cast<A_u_char>(v + 0.5); };
+            auto level = [](double v) { return static_cast<A_u_char>(std::lround(v)); };
             out[x].alpha = level(a / count);
             out[x].red = a > 0 ? level(r / a) : 0;
             out[x].green = a > 0 ? level(g / a) : 0;

@@ -9,7 +9,7 @@ namespace Brindel::Host {
 namespace {
 
 A_u_char Level(double v) {
-    return static_cast<A_u_char>(std::clamp(v, 0.0, 1.0) * 255.0 + 0.5);
+    return static_cast<A_u_char>(std::lround(std::clamp(v, 0.0, 1.0) * 255.0));
 }
 
 // A hue at full saturation, h in 0..1.

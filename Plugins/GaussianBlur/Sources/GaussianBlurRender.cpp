@@ -110,7 +110,9 @@ constexpr float kQuad[24] = {
     1.0f,  -1.0f, 1.0f, 0.0f, //
 };
 constexpr GLsizei kQuadStride = 4 * sizeof(float);
-const float* const kUvOffset = reinterpret_cast<const float*>(2 * sizeof(float));
+// Attribute pointers are byte offsets into the bound buffer.
+const float* const kUvOffset =
+    reinterpret_cast<const float*>(2 * sizeof(float)); // NOLINT(performance-no-int-to-ptr)
 const int kTexture2D = static_cast<int>(GL_TEXTURE_2D);
 
 } // namespace
@@ -160,7 +162,7 @@ void GaussianBlurRender::draw(unsigned int texture, float multiplier) {
     AEOpenglMainFrameBuffer* stack = AEOpenglMainFrameBuffer::mainFrameBuffer();
     if (mSampleRadius <= 0) {
         bindQuad();
-        mShader->setUniformTexture("videoTexture", kTexture2D, texture, 0);
+        mShader->setUniformTexture("videoTexture", kTexture2D, static_cast<int>(texture), 0);
         mShader->setUniform1f("multiplier16bit", multiplier);
         glDrawArrays(GL_TRIANGLES, 0, 6);
         unbindQuad();
@@ -177,7 +179,7 @@ void GaussianBlurRender::draw(unsigned int texture, float multiplier) {
     mShader->setUniform2f("viewSize", width, height);
     mShader->setUniform2f("texelOffset", 0.0f, 1.0f);
     mShader->setUniform1f("multiplier16bit", -1.0f);
-    mShader->setUniformTexture("videoTexture", kTexture2D, texture, 0);
+    mShader->setUniformTexture("videoTexture", kTexture2D, static_cast<int>(texture), 0);
     glDrawArrays(GL_TRIANGLES, 0, 6);
     unbindQuad();
     GLuint intermediate = stack->popRenderContext();
@@ -186,7 +188,7 @@ void GaussianBlurRender::draw(unsigned int texture, float multiplier) {
     bindQuad();
     mShader->setUniform2f("viewSize", width, height);
     mShader->setUniform2f("texelOffset", 1.0f, 0.0f);
-    mShader->setUniformTexture("videoTexture", kTexture2D, intermediate, 0);
+    mShader->setUniformTexture("videoTexture", kTexture2D, static_cast<int>(intermediate), 0);
     mShader->setUniform1f("multiplier16bit", multiplier);
     glDrawArrays(GL_TRIANGLES, 0, 6);
     unbindQuad();

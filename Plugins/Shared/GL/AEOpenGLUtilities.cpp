@@ -175,7 +175,8 @@ void DownloadTexture(unsigned int width, unsigned int height, PF_LayerDef* input
     }
 
     glReadBuffer(GL_COLOR_ATTACHMENT0);
-    glReadPixels(0, 0, width, height, GL_RGBA, pixelType, pixels);
+    glReadPixels(0, 0, static_cast<GLsizei>(width), static_cast<GLsizei>(height), GL_RGBA,
+                 pixelType, pixels);
 
     // An output larger than the frame is written only where the frame is.
     const A_long rows =
