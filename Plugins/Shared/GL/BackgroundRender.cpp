@@ -2,8 +2,6 @@
 
 #include <glbinding/gl/gl.h>
 
-#include <cstdint>
-
 using namespace gl;
 
 namespace Brindel::GaussianBlur {
@@ -22,23 +20,6 @@ const char* const kFragmentSource =
     "\tcolourOut = vec4(colourOut.a * colourOut.r, colourOut.a * colourOut.g, colourOut.a * "
     "colourOut.b, colourOut.a); }";
 
-// Two triangles over the clip square: x, y, z, u, v. Texture coordinate (0, 0) lies at clip
-// (-1, -1), so the image is not flipped.
-const float positions[30] = {
-    1.0f,  -1.0f, 0.0f, 1.0f, 0.0f, //
-    1.0f,  1.0f,  0.0f, 1.0f, 1.0f, //
-    -1.0f, 1.0f,  0.0f, 0.0f, 1.0f, //
-    -1.0f, 1.0f,  0.0f, 0.0f, 1.0f, //
-    -1.0f, -1.0f, 0.0f, 0.0f, 0.0f, //
-    1.0f,  -1.0f, 0.0f, 1.0f, 0.0f, //
-};
-
-constexpr int kStride = 5 * sizeof(float);
-
-const float* ByteOffset(std::uintptr_t offset) {
-    return reinterpret_cast<const float*>(offset);
-}
-
 } // namespace
 
 BackgroundRender::BackgroundRender() : mShader(kVertexSource, kFragmentSource) {
@@ -46,35 +27,10 @@ BackgroundRender::BackgroundRender() : mShader(kVertexSource, kFragmentSource) {
     mShader.addAttributeBinding("input_uv", 1);
 }
 
-BackgroundRender::~BackgroundRender() {
-    mVertexArrays.release();
-    if (mVertexBuffer != 0) {
-        glDeleteBuffers(1, &mVertexBuffer);
-    }
-}
+BackgroundRender::~BackgroundRender() = default;
 
 void BackgroundRender::draw(unsigned int texture, float multiplier) {
-    // The buffer is shared by the share group; the vertex array is this context's own.
-    if (mVertexBuffer == 0) {
-        glGenBuffers(1, &mVertexBuffer);
-        glBindBuffer(GL_ARRAY_BUFFER, mVertexBuffer);
-        glBufferData(GL_ARRAY_BUFFER, sizeof(positions), positions, GL_STATIC_DRAW);
-    }
-    mVertexArray = mVertexArrays.current();
-
-    mShader.useProgram();
-    glBindVertexArray(mVertexArray);
-    glBindBuffer(GL_ARRAY_BUFFER, mVertexBuffer);
-    mShader.setAttribute3fv(0, ByteOffset(0), kStride);
-    mShader.setAttribute2fv(1, ByteOffset(3 * sizeof(float)), kStride);
-    mShader.setUniformTexture("videoTexture", static_cast<int>(GL_TEXTURE_2D),
-                              static_cast<int>(texture), 0);
-    mShader.setUniform1f("multiplier16bit", multiplier);
-    glDrawArrays(GL_TRIANGLES, 0, 6);
-    mShader.disableVertexAttributeArray(0);
-    mShader.disableVertexAttributeArray(1);
-    glBindVertexArray(0);
-    glBindBuffer(GL_ARRAY_BUFFER, 0);
+    mQuad.draw(mShader, texture, multiplier);
 }
 
 } // namespace Brindel::GaussianBlur

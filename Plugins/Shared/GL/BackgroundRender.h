@@ -1,7 +1,7 @@
 #pragma once
 
+#include "FullScreenPass.h"
 #include "OpenglShader.h"
-#include "PerContextVertexArray.h"
 
 namespace Brindel::GaussianBlur {
 
@@ -25,9 +25,7 @@ public:
 
 private:
     OpenglShader mShader;
-    unsigned int mVertexArray = 0;
-    unsigned int mVertexBuffer = 0;
-    PerContextVertexArray mVertexArrays;
+    FullScreenPass mQuad;
 };
 
 } // namespace Brindel::GaussianBlur

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "FullScreenPass.h"
 #include "OpenglShader.h"
-#include "PerContextVertexArray.h"
 
 namespace Brindel::GaussianBlur {
 
@@ -24,10 +24,8 @@ public:
     void draw(unsigned int texture, float multiplier);
 
 private:
-    unsigned int mVertexArray = 0;
-    unsigned int mVertexBuffer = 0;
     OpenglShader mShader;
-    PerContextVertexArray mVertexArrays;
+    FullScreenPass mQuad;
 };
 
 } // namespace Brindel::GaussianBlur
