@@ -390,6 +390,17 @@ TEST_F(GaussianBlurFrame, FailedFramesLeakNoGLObject) {
     EXPECT_EQ(host.liveHandles(), 0u);
 }
 
+TEST_F(GaussianBlurFrame, EmptyFramesRenderNothingAndLeaveTheNextFrameIntact) {
+    const Pixels pixels = Gradient(12, 9);
+    const Pixels good = renderPixels(pixels, 12, 9, 3.0);
+    for (const auto& [w, h] : {std::pair{0, 0}, std::pair{0, 5}, std::pair{7, 0}}) {
+        World input(w, h, PF_PixelFormat_ARGB32);
+        World output(w, h, PF_PixelFormat_ARGB32);
+        EXPECT_EQ(render(input, output, 3.0), PF_Err_NONE) << w << "x" << h;
+    }
+    EXPECT_EQ(renderPixels(pixels, 12, 9, 3.0), good);
+}
+
 TEST_F(GaussianBlurFrame, OutputLargerThanInputIsWrittenOnlyWhereTheInputIs) {
     World input(10, 6, PF_PixelFormat_ARGB32);
     Fill(input, Gradient(10, 6));

@@ -182,19 +182,23 @@ PF_Err SmartRender(PF_InData* in_data, PF_SmartRenderExtra* extra) {
     SuiteScoper<AEGP_LayerSuite5> layerSuite(in_data, kAEGPLayerSuite, kAEGPLayerSuiteVersion5);
     SuiteScoper<AEGP_ItemSuite6> itemSuite(in_data, kAEGPItemSuite, kAEGPItemSuiteVersion6);
 
-    // The slider is in pixels of the full frame; a failed check-out leaves
-    // it at 0 and the frame is made all the same.
+    // The slider is in pixels of the full frame; after a failed check-out
+    // the frame is made all the same, without blur.
     PF_ParamDef blurDef;
     AEFX_CLR_STRUCT(blurDef);
     const PF_Err checkoutError =
         in_data->inter.checkout_param(in_data->effect_ref, kBlurScaleParam, in_data->current_time,
                                       in_data->time_step, in_data->time_scale, &blurDef);
     const double denominator = static_cast<float>(in_data->downsample_x.den);
-    const double blur = blurDef.u.fs_d.value / denominator;
+    const double value = checkoutError == PF_Err_NONE ? blurDef.u.fs_d.value : 0.0;
+    const double blur = value / denominator;
     const PF_Err checkinError = in_data->inter.checkin_param(in_data->effect_ref, &blurDef);
 
-    // The host's callbacks above run outside the render lock.
-    RenderFrame(in_data, inputWorld, outputWorld, blur);
+    // An empty layer has nothing to blur and nothing to write. The host's
+    // callbacks above run outside the render lock.
+    if (inputWorld->width > 0 && inputWorld->height > 0) {
+        RenderFrame(in_data, inputWorld, outputWorld, blur);
+    }
     return checkoutError != PF_Err_NONE ? checkoutError : checkinError;
 }
 
