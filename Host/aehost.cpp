@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
@@ -157,7 +158,8 @@ int Run(const AehostOptions& options) {
         std::unique_ptr<World> output =
             RenderPicture(renderer, report, TestCard::Draw(), options.downsample);
         ImageFile::Write(kTestCardOutput, *output);
-        std::printf("wrote the test card, blurred by %g, to %s\n", options.blur, kTestCardOutput);
+        std::printf("wrote the test card, blurred by %g, to %s\n", options.blur,
+                    std::filesystem::absolute(kTestCardOutput).c_str());
         break;
     }
     }
