@@ -40,6 +40,19 @@ Pixel* PixelStart(PF_Err (*getPixelData)(PF_EffectWorld*, PF_PixelPtr, Pixel**),
     return start;
 }
 
+// The host's rows go to GL as they are, without a copy; the row length, in
+// pixels, skips the padding.
+template <typename Pixel>
+void UploadHostRows(PF_Err (*getPixelData)(PF_EffectWorld*, PF_PixelPtr, Pixel**),
+                    PF_LayerDef* input, GLenum channelType) {
+    constexpr int kShift = sizeof(Pixel) == 4 ? 2 : 3;
+    static_assert(sizeof(Pixel) == (1u << kShift), "a pixel of 4 or 8 bytes");
+    glPixelStorei(GL_UNPACK_ROW_LENGTH, input->rowbytes >> kShift);
+    Pixel* pixels = PixelStart(getPixelData, input);
+    glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, input->width, input->height, GL_RGBA, channelType,
+                    pixels);
+}
+
 size_t PackedPixels(A_long width, A_long height) {
     const uint64_t count = static_cast<uint64_t>(width < 0 ? 0 : width) *
                            static_cast<uint64_t>(height < 0 ? 0 : height);
@@ -110,26 +123,17 @@ unsigned int UploadTexture(int format, PF_LayerDef* input, PF_LayerDef* /*output
 
     multiplier = 1.0f;
     switch (format) {
-    case PF_PixelFormat_ARGB32: {
+    case PF_PixelFormat_ARGB32:
         pixelType = GL_UNSIGNED_BYTE;
         pixelSize = sizeof(PF_Pixel8);
-        // The host's rows go to GL as they are; the row length skips the padding.
-        glPixelStorei(GL_UNPACK_ROW_LENGTH, input->rowbytes >> 2);
-        PF_Pixel8* pixels = PixelStart(in_data->utils->get_pixel_data8, input);
-        glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, input->width, input->height, GL_RGBA,
-                        GL_UNSIGNED_BYTE, pixels);
+        UploadHostRows(in_data->utils->get_pixel_data8, input, GL_UNSIGNED_BYTE);
         break;
-    }
-    case PF_PixelFormat_ARGB64: {
+    case PF_PixelFormat_ARGB64:
         pixelType = GL_UNSIGNED_SHORT;
         pixelSize = sizeof(PF_Pixel16);
         multiplier = kMultiplier16;
-        glPixelStorei(GL_UNPACK_ROW_LENGTH, input->rowbytes >> 3);
-        PF_Pixel16* pixels = PixelStart(in_data->utils->get_pixel_data16, input);
-        glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, input->width, input->height, GL_RGBA,
-                        GL_UNSIGNED_SHORT, pixels);
+        UploadHostRows(in_data->utils->get_pixel_data16, input, GL_UNSIGNED_SHORT);
         break;
-    }
     case PF_PixelFormat_ARGB128: {
         pixelType = GL_FLOAT;
         pixelSize = sizeof(PF_PixelFloat);
