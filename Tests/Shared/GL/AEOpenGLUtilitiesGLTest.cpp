@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <functional>
 #include <vector>
 
 #include "AE_EffectPixelFormat.h"
@@ -72,6 +73,16 @@ protected:
     GLuint framebuffer = 0;
     std::vector<GLuint> textures;
 };
+
+// The integer a transfer throws; -1 when it throws nothing.
+PF_Err ThrownCode(const std::function<void()>& transfer) {
+    try {
+        transfer();
+    } catch (PF_Err err) {
+        return err;
+    }
+    return -1;
+}
 
 GLint Integer(GLenum what) {
     GLint value = -1;
@@ -182,12 +193,8 @@ TEST_F(PixelTransfer, FloatWorldsGoThroughTheHostsIterator) {
 
     // The host's iterator failing is the transfer failing, with its code.
     host.fail(Callback::Iterate, PF_Interrupt_CANCEL);
-    try {
-        upload(PF_PixelFormat_ARGB128, input, size, type, multiplier);
-        FAIL() << "no exception";
-    } catch (PF_Err err) {
-        EXPECT_EQ(err, PF_Interrupt_CANCEL);
-    }
+    EXPECT_EQ(ThrownCode([&] { upload(PF_PixelFormat_ARGB128, input, size, type, multiplier); }),
+              PF_Interrupt_CANCEL);
 }
 
 TEST_F(PixelTransfer, OpaqueBlackArrivesWithAlphaInTheRedSlotAtEveryDepth) {
@@ -219,23 +226,25 @@ TEST_F(PixelTransfer, FailuresThrowAndLeaveNothingBehind) {
     GLCallRecorder recorder;
     for (int format : {0, static_cast<int>(PF_PixelFormat_BGRA32)}) {
         host.useWorlds(&input, &output);
-        EXPECT_THROW(UploadTexture(format, input.effectWorld(), nullptr, &host.inData(), size, type,
-                                   multiplier, false),
-                     PF_Err);
-        try {
-            DownloadTexture(4, 4, input.effectWorld(), output.effectWorld(), &host.inData(), format,
-                            size, type);
-            FAIL() << "no exception";
-        } catch (PF_Err err) {
-            EXPECT_EQ(err, PF_Err_BAD_CALLBACK_PARAM);
-        }
+        EXPECT_EQ(ThrownCode([&] {
+                      UploadTexture(format, input.effectWorld(), nullptr, &host.inData(), size,
+                                    type, multiplier, false);
+                  }),
+                  PF_Err_BAD_CALLBACK_PARAM);
+        EXPECT_EQ(ThrownCode([&] {
+                      DownloadTexture(4, 4, input.effectWorld(), output.effectWorld(),
+                                      &host.inData(), format, size, type);
+                  }),
+                  PF_Err_BAD_CALLBACK_PARAM);
     }
     // A pixel start the host does not give, on a world of another depth.
     World deep(4, 4, PF_PixelFormat_ARGB64);
     host.useWorlds(&deep, nullptr);
-    EXPECT_THROW(UploadTexture(PF_PixelFormat_ARGB32, deep.effectWorld(), nullptr, &host.inData(),
-                               size, type, multiplier, false),
-                 PF_Err);
+    EXPECT_EQ(ThrownCode([&] {
+                  UploadTexture(PF_PixelFormat_ARGB32, deep.effectWorld(), nullptr, &host.inData(),
+                                size, type, multiplier, false);
+              }),
+              PF_Err_BAD_CALLBACK_PARAM);
     // Textures made on the way are deleted, and nothing stays bound.
     EXPECT_EQ(recorder.names("glGenTextures"), recorder.names("glDeleteTextures"));
     EXPECT_EQ(Integer(GL_TEXTURE_BINDING_2D), 0);
@@ -243,12 +252,8 @@ TEST_F(PixelTransfer, FailuresThrowAndLeaveNothingBehind) {
 
     // No handle for the read-back.
     host.fail(Callback::NewHandle, 1);
-    try {
-        download(PF_PixelFormat_ARGB32, input, output, size, type);
-        FAIL() << "no exception";
-    } catch (PF_Err err) {
-        EXPECT_EQ(err, PF_Err_OUT_OF_MEMORY);
-    }
+    EXPECT_EQ(ThrownCode([&] { download(PF_PixelFormat_ARGB32, input, output, size, type); }),
+              PF_Err_OUT_OF_MEMORY);
 }
 
 TEST_F(PixelTransfer, OutputOfNoRowsCopiesNothingAndStillDisposesTheHandle) {
