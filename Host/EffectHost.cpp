@@ -2,10 +2,13 @@
 
 #include <cmath>
 #include <cstdarg>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <stdexcept>
+
+#include "UnexpectedCalls.h"
 
 namespace Brindel::Host {
 
@@ -30,27 +33,17 @@ struct HandleBlock {
     A_HandleSize size;
 };
 
-A_Err notProvided() {
+SPErr getSupplier(DRAWBOT_DrawRef, DRAWBOT_SupplierRef*) {
+    return A_Err_GENERIC;
+}
+SPErr getSurface(DRAWBOT_DrawRef, DRAWBOT_SurfaceRef*) {
     return A_Err_GENERIC;
 }
 
-A_Err getEffectLayer(PF_ProgPtr, AEGP_LayerH*) {
-    return notProvided();
-}
-A_Err getNewEffectForEffect(AEGP_PluginID, PF_ProgPtr, AEGP_EffectRefH*) {
-    return notProvided();
-}
-A_Err getCompNumLayers(struct _AEGP_CompH*, A_long*) {
-    return notProvided();
-}
-A_Err getFirstProjItem(struct _AEGP_ProjectH*, struct _AEGP_ItemH**) {
-    return notProvided();
-}
-SPErr getSupplier(DRAWBOT_DrawRef, DRAWBOT_SupplierRef*) {
-    return notProvided();
-}
-SPErr getSurface(DRAWBOT_DrawRef, DRAWBOT_SurfaceRef*) {
-    return notProvided();
+// Every pointer slot of `table` that is still null gets a recorder.
+template <typename Table> void FillTable(Table& table, const char* name) {
+    static_assert(sizeof(Table) % sizeof(void*) == 0, "a table of pointers only");
+    UnexpectedCalls::Fill(&table, 0, sizeof(Table) / sizeof(void*), name);
 }
 
 template <typename Table> void fillAnsi(Table& t) {
@@ -93,21 +86,45 @@ EffectHost::EffectHost(const std::string& pluginPath) {
                     &EffectHost::disposeHandle, &EffectHost::handleSize, &EffectHost::resizeHandle};
     mIterateFloatSuite = {&EffectHost::iterateFloat, &EffectHost::iterateFloatOrigin,
                           &EffectHost::iterateFloatOrigin};
-    mInterfaceSuite = {&getEffectLayer, &getNewEffectForEffect};
-    mLayerSuite = {&getCompNumLayers};
-    mItemSuite = {&getFirstProjItem};
     mDrawSuite = {&getSupplier, &getSurface};
+    mUtils.host_new_handle = &EffectHost::newHandle;
+    mUtils.host_lock_handle = &EffectHost::lockHandle;
+    mUtils.host_unlock_handle = &EffectHost::unlockHandle;
+    mUtils.host_dispose_handle = &EffectHost::disposeHandle;
+    mUtils.host_get_handle_size = &EffectHost::handleSize;
+    mUtils.host_resize_handle = &EffectHost::resizeHandle;
+
+    // What the host does not implement fails, and says so, when called.
+    UnexpectedCalls::Fill(&mUtils, 0, offsetof(PF_UtilCallbacks, ansi) / sizeof(void*),
+                          "PF_UtilCallbacks");
+    UnexpectedCalls::Fill(
+        &mUtils, offsetof(PF_UtilCallbacks, colorCB),
+        (offsetof(PF_UtilCallbacks, reserved) - offsetof(PF_UtilCallbacks, colorCB)) /
+            sizeof(void*),
+        "PF_UtilCallbacks.colorCB+");
+    UnexpectedCalls::Fill(&mUtils.ansi, 0, offsetof(PF_ANSICallbacks, ansi_procs) / sizeof(void*),
+                          "PF_ANSICallbacks");
+    FillTable(mAnsiSuite, "PF_ANSICallbacksSuite1");
+    FillTable(mHandleSuite, "PF_HandleSuite1");
+    FillTable(mIterateFloatSuite, "PF_iterateFloatSuite1");
+    FillTable(mDrawSuite, "DRAWBOT_DrawbotSuite1");
+    FillTable(mInterfaceSuite, "AEGP_PFInterfaceSuite1");
+    FillTable(mLayerSuite, "AEGP_LayerSuite5");
+    FillTable(mItemSuite, "AEGP_ItemSuite6");
+    FillTable(mDrawbotSuites[0], "DRAWBOT_SupplierSuite1");
+    FillTable(mDrawbotSuites[1], "DRAWBOT_SurfaceSuite2");
+    FillTable(mDrawbotSuites[2], "DRAWBOT_PathSuite1");
 
     mSuites.add(kPFANSISuite, kPFANSISuiteVersion1, &mAnsiSuite);
     mSuites.add(kPFHandleSuite, kPFHandleSuiteVersion1, &mHandleSuite);
     mSuites.add(kPFIterateFloatSuite, kPFIterateFloatSuiteVersion1, &mIterateFloatSuite);
-    mSuites.add(kAEGPPFInterfaceSuite, kAEGPPFInterfaceSuiteVersion1, &mInterfaceSuite);
-    mSuites.add(kAEGPLayerSuite, kAEGPLayerSuiteVersion5, &mLayerSuite);
-    mSuites.add(kAEGPItemSuite, kAEGPItemSuiteVersion6, &mItemSuite);
+    mSuites.add(kAEGPPFInterfaceSuite, kAEGPPFInterfaceSuiteVersion1, mInterfaceSuite.data());
+    mSuites.add(kAEGPLayerSuite, kAEGPLayerSuiteVersion5, mLayerSuite.data());
+    mSuites.add(kAEGPItemSuite, kAEGPItemSuiteVersion6, mItemSuite.data());
     mSuites.add(kDRAWBOT_DrawSuite, kDRAWBOT_DrawSuite_Version1, &mDrawSuite);
-    mSuites.add(kDRAWBOT_SupplierSuite, kDRAWBOT_SupplierSuite_Version1, &mDrawbotTokens[0]);
-    mSuites.add(kDRAWBOT_SurfaceSuite, kDRAWBOT_SurfaceSuite_Version2, &mDrawbotTokens[1]);
-    mSuites.add(kDRAWBOT_PathSuite, kDRAWBOT_PathSuite_Version1, &mDrawbotTokens[2]);
+    mSuites.add(kDRAWBOT_SupplierSuite, kDRAWBOT_SupplierSuite_Version1, mDrawbotSuites[0].data());
+    mSuites.add(kDRAWBOT_SurfaceSuite, kDRAWBOT_SurfaceSuite_Version2, mDrawbotSuites[1].data());
+    mSuites.add(kDRAWBOT_PathSuite, kDRAWBOT_PathSuite_Version1, mDrawbotSuites[2].data());
     mScripting.addTo(mSuites);
 
     mInData.inter.checkout_param = &EffectHost::checkoutParam;
@@ -115,6 +132,9 @@ EffectHost::EffectHost(const std::string& pluginPath) {
     mInData.inter.add_param = &EffectHost::addParam;
     mInData.inter.abort = &EffectHost::abortCheck;
     mInData.inter.progress = &EffectHost::progress;
+    UnexpectedCalls::Fill(&mInData.inter, 0,
+                          offsetof(PF_InteractCallbacks, reserved_str) / sizeof(void*),
+                          "PF_InteractCallbacks");
     mInData.utils = &mUtils;
     mInData.effect_ref = reinterpret_cast<PF_ProgPtr>(this);
     mInData.quality = PF_Quality_HI;
@@ -170,6 +190,10 @@ HostGLContext& EffectHost::glContext() {
 
 PF_Err EffectHost::send(PF_Cmd cmd, void* extra, PF_LayerDef* output) {
     glContext().makeCurrent();
+    return call(cmd, extra, output);
+}
+
+PF_Err EffectHost::call(PF_Cmd cmd, void* extra, PF_LayerDef* output) {
     std::vector<PF_ParamDef*> params;
     {
         std::lock_guard<std::mutex> lock(mMutex);
@@ -187,6 +211,7 @@ PF_Err EffectHost::smartRender(World& input, World& output) {
     renderInput.bitdepth = static_cast<short>(8 * World::PixelSize(output.format()) / 4);
     PF_SmartRenderCallbacks callbacks{&EffectHost::checkoutLayerPixels,
                                       &EffectHost::checkinLayerPixels, &EffectHost::checkoutOutput};
+    renderInput.what_gpu = PF_GPU_Framework_NONE;
     PF_SmartRenderExtra extra{&renderInput, &callbacks};
 
     const FrameWorlds outer = tFrame;
@@ -202,7 +227,7 @@ PF_Err EffectHost::smartRender(World& input, World& output) {
 }
 
 PF_Err EffectHost::preRender(PF_PreRenderInput& input, PF_PreRenderOutput& output) {
-    PF_PreRenderCallbacks callbacks{&EffectHost::checkoutLayer};
+    PF_PreRenderCallbacks callbacks{&EffectHost::checkoutLayer, &EffectHost::guidMixIn};
     PF_PreRenderExtra extra{&input, &output, &callbacks};
     return send(PF_Cmd_SMART_PRE_RENDER, &extra);
 }
@@ -217,10 +242,16 @@ void EffectHost::raise(Callback callback, std::exception_ptr error) {
     mRaises[index(callback)] = std::move(error);
 }
 
+void EffectHost::onCall(Callback callback, std::function<void()> hook) {
+    std::lock_guard<std::mutex> lock(mMutex);
+    mHooks[index(callback)] = std::move(hook);
+}
+
 void EffectHost::clearFaults() {
     std::lock_guard<std::mutex> lock(mMutex);
     mFaults.fill(PF_Err_NONE);
     mRaises.fill(nullptr);
+    mHooks.fill(nullptr);
     mSuites.clearFaults();
 }
 
@@ -228,10 +259,15 @@ PF_Err EffectHost::fault(Callback callback) {
     ++mCalls[index(callback)];
     std::exception_ptr error;
     PF_Err code;
+    std::function<void()> hook;
     {
         std::lock_guard<std::mutex> lock(mMutex);
         error = mRaises[index(callback)];
         code = mFaults[index(callback)];
+        hook = mHooks[index(callback)];
+    }
+    if (hook) {
+        hook();
     }
     if (error) {
         std::rethrow_exception(error);
@@ -358,6 +394,14 @@ PF_Err EffectHost::checkoutLayer(PF_ProgPtr ref, PF_ParamIndex index, A_long che
     result->ref_width = self->mLayerRect.right - self->mLayerRect.left;
     result->ref_height = self->mLayerRect.bottom - self->mLayerRect.top;
     return PF_Err_NONE;
+}
+
+// Smart render's identity for the pre-render: this host caches nothing, so
+// there is nothing to mix into.
+PF_Err EffectHost::guidMixIn(PF_ProgPtr ref, A_u_long, const void* buffer) {
+    EffectHost* self = active();
+    return self && ref == self->mInData.effect_ref && buffer ? PF_Err_NONE
+                                                             : PF_Err_BAD_CALLBACK_PARAM;
 }
 
 void EffectHost::useWorlds(World* input, World* output) {

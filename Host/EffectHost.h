@@ -3,6 +3,7 @@
 #include <array>
 #include <atomic>
 #include <exception>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -55,6 +56,9 @@ public:
     // Calls the entry point with `cmd`, with the host's own GL context of the
     // calling thread current; the result is the effect's.
     PF_Err send(PF_Cmd cmd, void* extra = nullptr, PF_LayerDef* output = nullptr);
+    // Calls the entry point as it is, leaving the calling thread's GL and EGL
+    // state to the caller: a host with no context, or another client API.
+    PF_Err call(PF_Cmd cmd, void* extra = nullptr, PF_LayerDef* output = nullptr);
 
     // The host's GL context of the calling thread, made at its first use.
     HostGLContext& glContext();
@@ -83,6 +87,9 @@ public:
     // routine that runs out of memory would.
     void raise(Callback callback, std::exception_ptr error);
     void clearFaults();
+    // Runs `hook` on the calling thread each time `callback` is entered, before
+    // it does anything, as a host with work of its own in a callback would.
+    void onCall(Callback callback, std::function<void()> hook);
     int calls(Callback callback) const { return mCalls[index(callback)].load(); }
 
     // Definitions the effect added, in order; index 0 of the effect's list is
@@ -125,6 +132,7 @@ private:
     static PF_Err checkoutLayer(PF_ProgPtr ref, PF_ParamIndex index, A_long checkoutId,
                                 const PF_RenderRequest* req, A_long time, A_long step,
                                 A_u_long scale, PF_CheckoutResult* result);
+    static PF_Err guidMixIn(PF_ProgPtr ref, A_u_long size, const void* buffer);
     static PF_Err checkoutLayerPixels(PF_ProgPtr ref, A_long checkoutId, PF_EffectWorld** pixels);
     static PF_Err checkinLayerPixels(PF_ProgPtr ref, A_long checkoutId);
     static PF_Err checkoutOutput(PF_ProgPtr ref, PF_EffectWorld** output);
@@ -156,17 +164,20 @@ private:
     PF_ANSICallbacksSuite1 mAnsiSuite{};
     PF_HandleSuite1 mHandleSuite{};
     PF_iterateFloatSuite1 mIterateFloatSuite{};
-    AEGP_PFInterfaceSuite1 mInterfaceSuite{};
-    AEGP_LayerSuite5 mLayerSuite{};
-    AEGP_ItemSuite6 mItemSuite{};
     DRAWBOT_DrawbotSuite1 mDrawSuite{};
-    // The other drawing suites are opaque to effects; distinct tokens serve them.
-    std::array<char, 3> mDrawbotTokens{};
+    // Suites the effect acquires but never calls through, opaque to it: each
+    // is served as a table of recorders, so any call into one is caught.
+    using OpaqueSuite = std::array<void*, 64>;
+    OpaqueSuite mInterfaceSuite{};
+    OpaqueSuite mLayerSuite{};
+    OpaqueSuite mItemSuite{};
+    std::array<OpaqueSuite, 3> mDrawbotSuites{};
 
     mutable std::mutex mMutex;
     std::array<std::atomic<int>, static_cast<size_t>(Callback::Count)> mCalls{};
     std::array<PF_Err, static_cast<size_t>(Callback::Count)> mFaults{};
     std::array<std::exception_ptr, static_cast<size_t>(Callback::Count)> mRaises{};
+    std::array<std::function<void()>, static_cast<size_t>(Callback::Count)> mHooks{};
     std::vector<PF_ParamDef> mParams;
     std::vector<PF_ParamDef*> mParamPointers;
     std::map<PF_ParamIndex, double> mParamValues;

@@ -4,6 +4,8 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "UnexpectedCalls.h"
+
 namespace Brindel::Host {
 
 namespace {
@@ -26,11 +28,15 @@ struct ScriptingSuites::Block {
 };
 
 ScriptingSuites::ScriptingSuites()
-    : mUtilitySuite{&ScriptingSuites::isScriptingAvailable, &ScriptingSuites::executeScript},
-      mMemorySuite{&ScriptingSuites::newMemHandle,      &ScriptingSuites::freeMemHandle,
-                   &ScriptingSuites::lockMemHandle,     &ScriptingSuites::unlockMemHandle,
-                   &ScriptingSuites::getMemHandleSize,  &ScriptingSuites::resizeMemHandle,
-                   &ScriptingSuites::setMemReportingOn, &ScriptingSuites::getMemStats} {
+    : mUtilitySuite{}, mMemorySuite{
+                           &ScriptingSuites::newMemHandle,      &ScriptingSuites::freeMemHandle,
+                           &ScriptingSuites::lockMemHandle,     &ScriptingSuites::unlockMemHandle,
+                           &ScriptingSuites::getMemHandleSize,  &ScriptingSuites::resizeMemHandle,
+                           &ScriptingSuites::setMemReportingOn, &ScriptingSuites::getMemStats} {
+    mUtilitySuite.AEGP_IsScriptingAvailable = &ScriptingSuites::isScriptingAvailable;
+    mUtilitySuite.AEGP_ExecuteScript = &ScriptingSuites::executeScript;
+    UnexpectedCalls::Fill(&mUtilitySuite, 0, sizeof(mUtilitySuite) / sizeof(void*),
+                          "AEGP_UtilitySuite5");
     ScriptingSuites* none = nullptr;
     if (!sActive.compare_exchange_strong(none, this)) {
         throw std::logic_error("only one set of scripting suites can be active at a time");

@@ -202,6 +202,8 @@ enum { PF_FSliderFlag_NONE = 0, PF_FSliderFlag_WANT_PHASE = 1 };
 #define PF_MAX_EFFECT_NAME_LEN 31
 #define PF_MAX_PARAM_NAME_LEN 31
 #define PF_MAX_PARAM_DESCRIPTION_LEN 31
+#define PF_MAX_PARAM_VALUE_LEN 31
+#define PF_MAX_EFFECT_CATEGORY_NAME_LEN 31
 #define PF_MAX_EFFECT_MSG_LEN 255
 
 #define PF_MAX_CHAN8 255
@@ -295,12 +297,62 @@ enum {
 
 typedef struct {
     PF_ParamValue value;
-    A_char value_str[PF_MAX_PARAM_DESCRIPTION_LEN + 1];
+    A_char value_str[PF_MAX_PARAM_VALUE_LEN + 1];
     A_char value_desc[PF_MAX_PARAM_DESCRIPTION_LEN + 1];
     PF_ParamValue valid_min, valid_max;
     PF_ParamValue slider_min, slider_max;
     PF_ParamValue dephault;
 } PF_SliderDef;
+
+typedef struct {
+    PF_Fixed value;
+    A_char value_str[PF_MAX_PARAM_VALUE_LEN + 1];
+    A_char value_desc[PF_MAX_PARAM_DESCRIPTION_LEN + 1];
+    PF_Fixed valid_min, valid_max;
+    PF_Fixed slider_min, slider_max;
+    PF_Fixed dephault;
+    A_short precision;
+    PF_ValueDisplayFlags display_flags;
+} PF_FixedSliderDef;
+
+typedef struct {
+    PF_Fixed value;
+    PF_Fixed dephault;
+    PF_Fixed valid_min, valid_max;
+} PF_AngleDef;
+
+typedef struct {
+    PF_ParamValue value;
+    PF_Boolean dephault;
+    A_char reserved;
+    A_short reserved1;
+    union {
+        const A_char* nameptr;
+    } u;
+} PF_CheckBoxDef;
+
+typedef struct {
+    PF_Pixel value;
+    PF_Pixel dephault;
+} PF_ColorDef;
+
+typedef struct {
+    PF_Fixed x_value;
+    PF_Fixed y_value;
+    A_char reserved[3];
+    PF_Boolean restrict_bounds;
+    PF_Fixed x_dephault;
+    PF_Fixed y_dephault;
+} PF_PointDef;
+
+typedef struct {
+    PF_ParamValue value;
+    A_short num_choices;
+    A_short dephault;
+    union {
+        const A_char* namesptr;
+    } u;
+} PF_PopupDef;
 
 typedef struct {
     PF_FpLong value;
@@ -317,10 +369,53 @@ typedef struct {
     PF_FpShort exponent;
 } PF_FloatSliderDef;
 
+typedef struct {
+    A_short id;
+    A_short pad;
+    PF_Handle dephault;
+    PF_Handle value;
+    void* refconPV;
+} PF_ArbitraryDef;
+
+typedef A_u_long PF_PathID;
+
+typedef struct {
+    PF_PathID path_id;
+    A_long reserved0;
+    A_long dephault;
+} PF_PathDef;
+
+typedef struct {
+    PF_ParamValue value;
+    union {
+        const A_char* namesptr;
+    } u;
+} PF_ButtonDef;
+
+typedef struct {
+    PF_FpLong x_value;
+    PF_FpLong y_value;
+    PF_FpLong z_value;
+    PF_FpLong x_dephault;
+    PF_FpLong y_dephault;
+    PF_FpLong z_dephault;
+    char reserved[16];
+} PF_Point3DDef;
+
 typedef union {
     PF_LayerDef ld;
     PF_SliderDef sd;
+    PF_FixedSliderDef fd;
+    PF_AngleDef ad;
+    PF_CheckBoxDef bd;
+    PF_ColorDef cd;
+    PF_PointDef td;
+    PF_PopupDef pd;
     PF_FloatSliderDef fs_d;
+    PF_ArbitraryDef arb_d;
+    PF_PathDef path_d;
+    PF_ButtonDef button_d;
+    PF_Point3DDef point3d_d;
 } PF_ParamDefUnion;
 
 typedef struct {
@@ -342,6 +437,12 @@ typedef PF_ParamDef** PF_ParamList;
 
 // ---- Host callbacks reached through PF_InData ----
 
+// Opaque to effects of this family: custom UI and audio are not used.
+typedef struct PF_CustomUIInfo PF_CustomUIInfo;
+typedef struct _PF_LayerAudio* PF_LayerAudio;
+
+// The whole table, as the host lays it out: every slot, then the reserved
+// words, so that every PF_InData field after it sits where the host puts it.
 typedef struct {
     PF_Err (*checkout_param)(PF_ProgPtr effect_ref, PF_ParamIndex index, A_long what_time,
                              A_long time_step, A_u_long time_scale, PF_ParamDef* param);
@@ -349,6 +450,12 @@ typedef struct {
     PF_Err (*add_param)(PF_ProgPtr effect_ref, PF_ParamIndex index, PF_ParamDefPtr def);
     PF_Err (*abort)(PF_ProgPtr effect_ref);
     PF_Err (*progress)(PF_ProgPtr effect_ref, A_long current, A_long total);
+    PF_Err (*register_ui)(PF_ProgPtr effect_ref, PF_CustomUIInfo* cust_info);
+    void* checkout_layer_audio;
+    PF_Err (*checkin_layer_audio)(PF_ProgPtr effect_ref, PF_LayerAudio audio);
+    void* get_audio_data;
+    void* reserved_str[3];
+    void* reserved[10];
 } PF_InteractCallbacks;
 
 #define PF_ADD_PARAM(IN_DATA, INDEX, DEF)                                                          \
@@ -456,9 +563,20 @@ typedef struct {
     A_long reserved[6];
 } PF_CheckoutResult;
 
+enum {
+    PF_GPU_Framework_NONE = 0,
+    PF_GPU_Framework_OPENCL,
+    PF_GPU_Framework_METAL,
+    PF_GPU_Framework_CUDA
+};
+typedef A_long PF_GPU_Framework;
+
 typedef struct {
     PF_RenderRequest output_request;
     short bitdepth;
+    const void* gpu_data;
+    PF_GPU_Framework what_gpu;
+    A_u_long device_index;
 } PF_PreRenderInput;
 
 typedef void (*PF_DeletePreRenderDataFunc)(void* pre_render_data);
@@ -477,6 +595,7 @@ typedef struct {
     PF_Err (*checkout_layer)(PF_ProgPtr effect_ref, PF_ParamIndex index, A_long checkout_idL,
                              const PF_RenderRequest* req, A_long what_time, A_long time_step,
                              A_u_long time_scale, PF_CheckoutResult* checkout_result);
+    PF_Err (*GuidMixInPtr)(PF_ProgPtr effect_ref, A_u_long buf_sizeLu, const void* buf);
 } PF_PreRenderCallbacks;
 
 typedef struct {
@@ -489,6 +608,9 @@ typedef struct {
     PF_RenderRequest output_request;
     short bitdepth;
     void* pre_render_data;
+    const void* gpu_data;
+    PF_GPU_Framework what_gpu;
+    A_u_long device_index;
 } PF_SmartRenderInput;
 
 typedef struct {
