@@ -1,0 +1,424 @@
+// The built module driven by a host that shares nothing with it: records laid
+// out from the SDK's published field lists (SdkRecords.h), a distinct marker
+// in every slot of every table, and the entry point found with dlsym. Each
+// command must reach exactly the slots it needs, with the host's effect
+// reference, and nothing else.
+#include <gtest/gtest.h>
+
+#include <dlfcn.h>
+
+#include <cstdarg>
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <mutex>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Binary/SdkRecords.h"
+
+namespace {
+
+// The layout the module must agree with, from the published field lists.
+static_assert(sizeof(AbiInteractCallbacks) == 176, "interact callbacks");
+static_assert(offsetof(AbiInData, utils) == 176 && offsetof(AbiInData, effect_ref) == 184 &&
+                  offsetof(AbiInData, current_time) == 224 &&
+                  offsetof(AbiInData, time_scale) == 240 &&
+                  offsetof(AbiInData, downsample_x) == 284 &&
+                  offsetof(AbiInData, pica_basicP) == 384 && sizeof(AbiInData) == 408,
+              "in data");
+static_assert(offsetof(AbiUtilCallbacks, ansi) == 208 && offsetof(AbiUtilCallbacks, tail) == 432 &&
+                  sizeof(AbiUtilCallbacks) == 552,
+              "utility callbacks");
+static_assert(offsetof(AbiOutData, num_params) == 48 && offsetof(AbiOutData, return_msg) == 100 &&
+                  offsetof(AbiOutData, out_flags2) == 400,
+              "out data");
+static_assert(sizeof(AbiParamDef) == 176 && offsetof(AbiParamDef, u) == 56, "parameter");
+static_assert(sizeof(AbiWorld) == 120, "world");
+
+using Entry = int32_t (*)(int32_t, AbiInData*, AbiOutData*, void**, void*, void*);
+
+constexpr int32_t kInvalidCallback = 515;
+constexpr int kWidth = 16;
+constexpr int kHeight = 8;
+constexpr uint32_t kTimeScale = 30;
+constexpr int32_t kTime = 60;
+constexpr int32_t kTimeStep = 1;
+constexpr int32_t kRowbytes = kWidth * 4 + 12;
+
+// ---- What the host saw ----
+
+std::mutex gMutex;
+std::vector<std::string> gCalls;
+int gWrongReferences = 0;
+char gEffectToken; // the host's effect reference is its address
+AbiParamDef gAdded{};
+
+void Record(const std::string& name) {
+    std::lock_guard<std::mutex> lock(gMutex);
+    gCalls.push_back(name);
+}
+
+void CheckReference(void* ref) {
+    if (ref != &gEffectToken) {
+        std::lock_guard<std::mutex> lock(gMutex);
+        ++gWrongReferences;
+    }
+}
+
+std::set<std::string> TakeCalls() {
+    std::lock_guard<std::mutex> lock(gMutex);
+    std::set<std::string> calls(gCalls.begin(), gCalls.end());
+    gCalls.clear();
+    return calls;
+}
+
+// ---- Markers for the slots a host of this effect need not implement ----
+
+enum Table {
+    kInteract,
+    kUtilHead,
+    kUtilAnsi,
+    kUtilColor,
+    kUtilTail,
+    kAnsiSuite,
+    kHandleSuite,
+    kBasicSuite,
+    kPreRender,
+    kSmartRender,
+    kOpaqueSuite
+};
+
+const char* const kTableNames[] = {"inter",      "utils", "utils.ansi", "utils.colorCB",
+                                   "utils.tail", "ansi",  "handle",     "basic",
+                                   "prerender",  "smart", "aegp"};
+
+template <int T, int S> int32_t Marker() {
+    Record(std::string(kTableNames[T]) + "#" + std::to_string(S) + " (unexpected)");
+    return kInvalidCallback;
+}
+
+template <int T, std::size_t... S> void FillMarkers(Slot* slots, std::index_sequence<S...>) {
+    ((slots[S] = reinterpret_cast<Slot>(&Marker<T, static_cast<int>(S)>)), ...);
+}
+
+template <int T, std::size_t N> void FillMarkers(Slot (&slots)[N]) {
+    FillMarkers<T>(slots, std::make_index_sequence<N>{});
+}
+
+// ---- The slots this host implements ----
+
+double gBlurValue = 0.0;
+
+int32_t CheckoutParam(void* ref, int32_t index, int32_t time, int32_t step, uint32_t scale,
+                      AbiParamDef* param) {
+    CheckReference(ref);
+    Record("inter.checkout_param " + std::to_string(index) + " @" + std::to_string(time) + "/" +
+           std::to_string(step) + "/" + std::to_string(scale));
+    std::memset(param, 0, sizeof(*param));
+    param->param_type = 10;
+    param->u.fs_d.value = gBlurValue;
+    return 0;
+}
+
+int32_t CheckinParam(void* ref, AbiParamDef*) {
+    CheckReference(ref);
+    Record("inter.checkin_param");
+    return 0;
+}
+
+int32_t AddParam(void* ref, int32_t index, AbiParamDef* def) {
+    CheckReference(ref);
+    Record("inter.add_param " + std::to_string(index));
+    gAdded = *def;
+    return 0;
+}
+
+int UtilSprintf(char* dst, const char* format, ...) {
+    Record("utils.ansi.sprintf");
+    va_list args;
+    va_start(args, format);
+    const int n = std::vsnprintf(dst, 256, format, args);
+    va_end(args);
+    return n;
+}
+
+int SuiteSprintf(char* dst, const char* format, ...) {
+    Record("ansi.sprintf");
+    va_list args;
+    va_start(args, format);
+    const int n = std::vsnprintf(dst, 256, format, args);
+    va_end(args);
+    return n;
+}
+
+char* UtilStrcpy(char* dst, const char* src) {
+    Record("utils.ansi.strcpy");
+    return std::strcpy(dst, src);
+}
+
+AbiWorld gInput{};
+AbiWorld gOutput{};
+std::vector<unsigned char> gInputPixels;
+std::vector<unsigned char> gOutputPixels;
+
+int32_t PixelData8(AbiWorld* world, void*, void** start) {
+    Record(std::string("utils.get_pixel_data8 ") + (world == &gInput ? "input" : "output"));
+    *start = world->data;
+    return 0;
+}
+
+struct HandleBlock {
+    void* data;
+};
+
+void** NewHandle(uint64_t size) {
+    Record("handle.host_new_handle");
+    return reinterpret_cast<void**>(new HandleBlock{std::calloc(size ? size : 1, 1)});
+}
+
+void* LockHandle(void** handle) {
+    Record("handle.host_lock_handle");
+    return *handle;
+}
+
+void UnlockHandle(void**) {
+    Record("handle.host_unlock_handle");
+}
+
+void DisposeHandle(void** handle) {
+    Record("handle.host_dispose_handle");
+    auto* block = reinterpret_cast<HandleBlock*>(handle);
+    std::free(block->data);
+    delete block;
+}
+
+int32_t CheckoutLayer(void* ref, int32_t index, int32_t id, const AbiRenderRequest*, int32_t time,
+                      int32_t step, uint32_t scale, AbiCheckoutResult* result) {
+    CheckReference(ref);
+    Record("prerender.checkout_layer " + std::to_string(index) + "/" + std::to_string(id) + " @" +
+           std::to_string(time) + "/" + std::to_string(step) + "/" + std::to_string(scale));
+    std::memset(result, 0, sizeof(*result));
+    result->result_rect = {0, 0, kWidth, kHeight};
+    result->max_result_rect = {0, 0, kWidth, kHeight};
+    return 0;
+}
+
+int32_t CheckoutLayerPixels(void* ref, int32_t id, AbiWorld** world) {
+    CheckReference(ref);
+    Record("smart.checkout_layer_pixels " + std::to_string(id));
+    *world = &gInput;
+    return 0;
+}
+
+int32_t CheckoutOutput(void* ref, AbiWorld** world) {
+    CheckReference(ref);
+    Record("smart.checkout_output");
+    *world = &gOutput;
+    return 0;
+}
+
+// Suites, served by name and version.
+Slot gAnsiSuite[kAnsiSlots];
+AbiHandleSuite gHandleSuite;
+Slot gOpaqueSuite[64];
+
+int32_t AcquireSuite(const char* name, int32_t version, const void** suite) {
+    Record("basic.AcquireSuite " + std::string(name) + "/" + std::to_string(version));
+    const std::map<std::pair<std::string, int32_t>, const void*> served = {
+        {{"PF ANSI Suite", 1}, gAnsiSuite},
+        {{"PF Handle Suite", 2}, &gHandleSuite},
+        {{"AEGP PF Interface Suite", 1}, gOpaqueSuite},
+        {{"AEGP Layer Suite", 11}, gOpaqueSuite},
+        {{"AEGP Item Suite", 10}, gOpaqueSuite},
+    };
+    const auto found = served.find({name, version});
+    *suite = found == served.end() ? nullptr : found->second;
+    return found == served.end() ? 0x214E4641 : 0;
+}
+
+int32_t ReleaseSuite(const char* name, int32_t version) {
+    Record("basic.ReleaseSuite " + std::string(name) + "/" + std::to_string(version));
+    return 0;
+}
+
+// ---- The host ----
+
+class EntryPointAbi : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        sModule = dlopen(BRINDEL_PLUGIN_PATH, RTLD_NOW | RTLD_LOCAL);
+        ASSERT_NE(sModule, nullptr) << dlerror();
+        sEntry = reinterpret_cast<Entry>(dlsym(sModule, "EntryPointFunc"));
+        ASSERT_NE(sEntry, nullptr);
+    }
+
+    void SetUp() override {
+        ASSERT_NE(sEntry, nullptr);
+        FillMarkers<kInteract>(inData.inter.slots);
+        inData.inter.slots[0] = reinterpret_cast<Slot>(&CheckoutParam);
+        inData.inter.slots[1] = reinterpret_cast<Slot>(&CheckinParam);
+        inData.inter.slots[2] = reinterpret_cast<Slot>(&AddParam);
+
+        FillMarkers<kUtilHead>(utils.head);
+        FillMarkers<kUtilAnsi>(utils.ansi.slots);
+        FillMarkers<kUtilColor>(utils.color);
+        FillMarkers<kUtilTail>(utils.tail);
+        utils.ansi.slots[15] = reinterpret_cast<Slot>(&UtilSprintf);
+        utils.ansi.slots[16] = reinterpret_cast<Slot>(&UtilStrcpy);
+        utils.tail[12] = reinterpret_cast<Slot>(&PixelData8);
+
+        FillMarkers<kAnsiSuite>(gAnsiSuite);
+        gAnsiSuite[15] = reinterpret_cast<Slot>(&SuiteSprintf);
+        FillMarkers<kHandleSuite>(gHandleSuite.slots);
+        gHandleSuite.slots[0] = reinterpret_cast<Slot>(&NewHandle);
+        gHandleSuite.slots[1] = reinterpret_cast<Slot>(&LockHandle);
+        gHandleSuite.slots[2] = reinterpret_cast<Slot>(&UnlockHandle);
+        gHandleSuite.slots[3] = reinterpret_cast<Slot>(&DisposeHandle);
+        FillMarkers<kOpaqueSuite>(gOpaqueSuite);
+        FillMarkers<kBasicSuite>(basic.slots);
+        basic.slots[0] = reinterpret_cast<Slot>(&AcquireSuite);
+        basic.slots[1] = reinterpret_cast<Slot>(&ReleaseSuite);
+
+        inData.utils = &utils;
+        inData.effect_ref = &gEffectToken;
+        inData.quality = 1;
+        inData.version_major = 13;
+        inData.version_minor = 28;
+        inData.current_time = kTime;
+        inData.time_step = kTimeStep;
+        inData.time_scale = kTimeScale;
+        inData.downsample_x = {1, 1};
+        inData.downsample_y = {1, 1};
+        inData.pixel_aspect_ratio = {1, 1};
+        inData.pica_basicP = &basic;
+        TakeCalls();
+        gWrongReferences = 0;
+    }
+
+    int32_t send(int32_t cmd, void* extra = nullptr) {
+        return sEntry(cmd, &inData, &outData, params, nullptr, extra);
+    }
+
+    static void* sModule;
+    static Entry sEntry;
+    AbiInData inData{};
+    AbiOutData outData{};
+    AbiUtilCallbacks utils{};
+    AbiBasicSuite basic{};
+    void* params[2] = {};
+};
+
+void* EntryPointAbi::sModule = nullptr;
+Entry EntryPointAbi::sEntry = nullptr;
+
+void MakeWorld(AbiWorld& world, std::vector<unsigned char>& pixels) {
+    pixels.assign(static_cast<size_t>(kRowbytes) * kHeight, 0);
+    world = AbiWorld{};
+    world.data = pixels.data();
+    world.rowbytes = kRowbytes;
+    world.width = kWidth;
+    world.height = kHeight;
+    world.extent_hint = {0, 0, kWidth, kHeight};
+    world.pix_aspect_ratio = {1, 1};
+}
+
+} // namespace
+
+TEST_F(EntryPointAbi, EachCommandCallsExactlyTheSlotsItNeeds) {
+    // About: the name and version through the ANSI suite.
+    ASSERT_EQ(send(0), 0);
+    EXPECT_EQ(TakeCalls(),
+              (std::set<std::string>{"basic.AcquireSuite PF ANSI Suite/1", "ansi.sprintf",
+                                     "basic.ReleaseSuite PF ANSI Suite/1"}));
+    EXPECT_STREQ(outData.return_msg, "Gaussian Blur v1.0\rGaussian Blur");
+
+    // Global set-up: version and flags, and no host call.
+    ASSERT_EQ(send(1), 0);
+    EXPECT_EQ(TakeCalls(), std::set<std::string>{});
+    EXPECT_EQ(outData.my_version, 0x80001u);
+    EXPECT_EQ(outData.out_flags, 0);
+    EXPECT_EQ(outData.out_flags2, 0x400);
+
+    // Parameter set-up: "Blur Scale" appended as a float slider.
+    ASSERT_EQ(send(4), 0);
+    EXPECT_EQ(TakeCalls(), (std::set<std::string>{"utils.ansi.strcpy", "inter.add_param -1"}));
+    EXPECT_EQ(outData.num_params, 2);
+    EXPECT_STREQ(gAdded.name, "Blur Scale");
+    EXPECT_EQ(gAdded.param_type, 10);
+    EXPECT_EQ(gAdded.id, 1);
+    EXPECT_EQ(gAdded.u.fs_d.valid_max, 60.0f);
+    EXPECT_EQ(gAdded.u.fs_d.slider_max, 60.0f);
+    EXPECT_EQ(gAdded.u.fs_d.curve_tolerance, 0.05f);
+
+    // Smart pre-render: the input checked out at the host's time.
+    AbiPreRenderInput preInput{};
+    preInput.output_request.rect = {0, 0, kWidth, kHeight};
+    preInput.output_request.channel_mask = 0xF;
+    preInput.bitdepth = 8;
+    AbiPreRenderOutput preOutput{};
+    AbiPreRenderCallbacks preCallbacks{};
+    FillMarkers<kPreRender>(preCallbacks.slots);
+    preCallbacks.slots[0] = reinterpret_cast<Slot>(&CheckoutLayer);
+    AbiPreRenderExtra preExtra{&preInput, &preOutput, &preCallbacks};
+    ASSERT_EQ(send(23, &preExtra), 0);
+    EXPECT_EQ(TakeCalls(), std::set<std::string>{"prerender.checkout_layer 0/0 @60/1/30"});
+    EXPECT_EQ(preOutput.result_rect.right, kWidth);
+    EXPECT_EQ(preOutput.max_result_rect.bottom, kHeight);
+
+    // One smart frame at blur 0: the opaque input comes back unchanged.
+    MakeWorld(gInput, gInputPixels);
+    MakeWorld(gOutput, gOutputPixels);
+    for (int y = 0; y < kHeight; ++y) {
+        for (int x = 0; x < kWidth; ++x) {
+            unsigned char* p = &gInputPixels[static_cast<size_t>(y) * kRowbytes + x * 4];
+            p[0] = 255;
+            p[1] = static_cast<unsigned char>(x * 16);
+            p[2] = static_cast<unsigned char>(y * 32);
+            p[3] = 77;
+        }
+    }
+    AbiSmartRenderInput renderInput{};
+    renderInput.output_request = preInput.output_request;
+    renderInput.bitdepth = 8;
+    AbiSmartRenderCallbacks renderCallbacks{};
+    FillMarkers<kSmartRender>(renderCallbacks.slots);
+    renderCallbacks.slots[0] = reinterpret_cast<Slot>(&CheckoutLayerPixels);
+    renderCallbacks.slots[2] = reinterpret_cast<Slot>(&CheckoutOutput);
+    AbiSmartRenderExtra renderExtra{&renderInput, &renderCallbacks};
+    ASSERT_EQ(send(24, &renderExtra), 0);
+    EXPECT_EQ(TakeCalls(), (std::set<std::string>{
+                               "smart.checkout_layer_pixels 0",
+                               "smart.checkout_output",
+                               "basic.AcquireSuite AEGP PF Interface Suite/1",
+                               "basic.AcquireSuite AEGP Layer Suite/11",
+                               "basic.AcquireSuite AEGP Item Suite/10",
+                               "basic.ReleaseSuite AEGP PF Interface Suite/1",
+                               "basic.ReleaseSuite AEGP Layer Suite/11",
+                               "basic.ReleaseSuite AEGP Item Suite/10",
+                               "inter.checkout_param 1 @60/1/30",
+                               "inter.checkin_param",
+                               "utils.get_pixel_data8 input",
+                               "utils.get_pixel_data8 output",
+                               "basic.AcquireSuite PF Handle Suite/2",
+                               "basic.ReleaseSuite PF Handle Suite/2",
+                               "handle.host_new_handle",
+                               "handle.host_lock_handle",
+                               "handle.host_unlock_handle",
+                               "handle.host_dispose_handle",
+                           }));
+    for (int y = 0; y < kHeight; ++y) {
+        EXPECT_EQ(std::memcmp(&gOutputPixels[static_cast<size_t>(y) * kRowbytes],
+                              &gInputPixels[static_cast<size_t>(y) * kRowbytes], kWidth * 4),
+                  0)
+            << "row " << y;
+    }
+
+    ASSERT_EQ(send(3), 0);
+    EXPECT_EQ(TakeCalls(), std::set<std::string>{});
+    EXPECT_EQ(gWrongReferences, 0) << "a callback was handed another effect reference";
+}
