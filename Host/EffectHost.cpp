@@ -189,8 +189,11 @@ HostGLContext& EffectHost::glContext() {
 }
 
 PF_Err EffectHost::send(PF_Cmd cmd, void* extra, PF_LayerDef* output) {
-    glContext().makeCurrent();
-    return call(cmd, extra, output);
+    HostGLContext& context = glContext();
+    context.makeCurrent();
+    const PF_Err err = call(cmd, extra, output);
+    context.useBinding();
+    return err;
 }
 
 PF_Err EffectHost::call(PF_Cmd cmd, void* extra, PF_LayerDef* output) {

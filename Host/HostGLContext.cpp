@@ -143,6 +143,12 @@ void HostGLContext::makeCurrent() {
     glbinding::Binding::useContext(Handle(mContext));
 }
 
+void HostGLContext::useBinding() {
+    if (isCurrent()) {
+        glbinding::Binding::useContext(Handle(mContext));
+    }
+}
+
 bool HostGLContext::isCurrent() const {
     eglBindAPI(EGL_OPENGL_API);
     return eglGetCurrentContext() == mContext;

@@ -18,6 +18,9 @@ public:
 
     /// Makes the context current on the calling thread and points the GL binding at it.
     void makeCurrent();
+    /// Points the GL binding at the context again if it is current: the effect's commands switch
+    /// contexts, and the binding follows switches only when told.
+    void useBinding();
     /// Whether the context is current on the calling thread.
     bool isCurrent() const;
 

@@ -63,7 +63,10 @@ PF_Err About(PF_InData* in_data, PF_OutData* out_data) {
 }
 
 // The frames of all threads share the render object and the frame-buffer
-// stack, so their GL work goes one frame at a time.
+// stack, so their GL work goes one frame at a time. Set-up and set-down take
+// it too: they register and release contexts with the GL binding, which must
+// not happen while another thread calls GL through it. It is never held while
+// calling back into the host, which may take a lock of its own there.
 std::mutex& RenderLock() {
     static std::mutex lock;
     return lock;
@@ -87,6 +90,11 @@ PF_Err GlobalSetup(PF_OutData* out_data) {
     out_data->out_flags = PF_OutFlag_NONE;
     out_data->out_flags2 = PF_OutFlag2_SUPPORTS_SMART_RENDER;
 
+    std::lock_guard<std::mutex> lock(RenderLock());
+    // A host may set the effect down and up again without unloading it.
+    if (!mWarpRender) {
+        mWarpRender = new GaussianBlurRender();
+    }
     HostContextGuard hostContext;
     AEOpenGLContextManager::setupContextManager();
     hostContext.restore();
@@ -94,6 +102,7 @@ PF_Err GlobalSetup(PF_OutData* out_data) {
 }
 
 PF_Err GlobalSetdown() {
+    std::lock_guard<std::mutex> lock(RenderLock());
     HostContextGuard hostContext;
     // Without a data context no GL object was ever made.
     if (AEOpenGLContext* data = AEOpenGLContextManager::getSharedDataContext()) {
@@ -109,56 +118,66 @@ PF_Err GlobalSetdown() {
     return PF_Err_NONE;
 }
 
-// The GL half of a frame: under the render lock, on this thread's render
-// context, with the host's context put back however it ends.
+// One frame. What the host is asked for (pixel starts, the read-back handle)
+// comes before and after the GL half, which runs under the render lock on this
+// thread's render context, with the host's context put back however it ends.
 void RenderFrame(PF_InData* in_data, PF_EffectWorld* inputWorld, PF_EffectWorld* outputWorld,
                  double blur) {
-    std::lock_guard<std::mutex> lock(RenderLock());
-    if (!mWarpRender) {
-        // Set down already: nothing to render with.
-        throw PF_Err{PF_Err_BAD_CALLBACK_PARAM};
-    }
-    HostContextGuard hostContext;
-    AEOpenGLContext* context = AEOpenGLContextManager::getCurrentRenderContext();
-    if (!context) {
-        throw PF_Err{PF_Err_BAD_CALLBACK_PARAM};
-    }
-    context->makeContextCurrent();
-
-    GLuint inputTexture = 0;
-    AEOpenglMainFrameBuffer* stack = AEOpenglMainFrameBuffer::mainFrameBuffer();
-    // A failed frame leaves no level open and no input texture behind.
-    ScopeExit balance([&] {
-        if (inputTexture != 0) {
-            glDeleteTextures(1, &inputTexture);
-        }
-        stack->clearStack();
-    });
-
-    const int64_t width = inputWorld->width;
-    const int64_t height = inputWorld->height;
-    stack->prepare(width, height, true);
-    stack->beginDrawing();
-
-    mWarpRender->setBlurScale(blur);
-
     // The effect declares 8 bits a channel, so that is what it is given.
     const int format = PF_PixelFormat_ARGB32;
+    const AEOpenGLUtilities::HostRows input =
+        AEOpenGLUtilities::GetHostRows(format, inputWorld, in_data);
+    const AEOpenGLUtilities::HostRows output =
+        AEOpenGLUtilities::GetHostRows(format, outputWorld, in_data);
+    const int64_t width = inputWorld->width;
+    const int64_t height = inputWorld->height;
     unsigned long pixelSize = sizeof(PF_Pixel8);
     GLenum pixelType = GL_UNSIGNED_BYTE;
     float multiplier = 1.0f;
-    inputTexture = AEOpenGLUtilities::UploadTexture(format, inputWorld, outputWorld, in_data,
-                                                    pixelSize, pixelType, multiplier, false);
-    mWarpRender->draw(inputTexture, multiplier);
-    glDeleteTextures(1, &inputTexture);
-    inputTexture = 0;
-    stack->endDrawing(multiplier);
-    balance.release();
+    AEOpenGLUtilities::HostBuffer readBack(in_data,
+                                           static_cast<uint64_t>(width * height) * pixelSize);
 
-    AEOpenGLUtilities::DownloadTexture(static_cast<unsigned int>(width),
-                                       static_cast<unsigned int>(height), inputWorld, outputWorld,
-                                       in_data, format, pixelSize, pixelType);
-    hostContext.restore();
+    {
+        std::lock_guard<std::mutex> lock(RenderLock());
+        if (!mWarpRender) {
+            // Set down already: nothing to render with.
+            throw PF_Err{PF_Err_BAD_CALLBACK_PARAM};
+        }
+        HostContextGuard hostContext;
+        AEOpenGLContext* context = AEOpenGLContextManager::getCurrentRenderContext();
+        if (!context) {
+            throw PF_Err{PF_Err_BAD_CALLBACK_PARAM};
+        }
+        context->makeContextCurrent();
+
+        GLuint inputTexture = 0;
+        AEOpenglMainFrameBuffer* stack = AEOpenglMainFrameBuffer::mainFrameBuffer();
+        // A failed frame leaves no level open and no input texture behind.
+        ScopeExit balance([&] {
+            if (inputTexture != 0) {
+                glDeleteTextures(1, &inputTexture);
+            }
+            stack->clearStack();
+        });
+
+        stack->prepare(width, height, true);
+        stack->beginDrawing();
+        mWarpRender->setBlurScale(blur);
+        inputTexture =
+            AEOpenGLUtilities::UploadRows(format, input, pixelSize, pixelType, multiplier, false);
+        mWarpRender->draw(inputTexture, multiplier);
+        glDeleteTextures(1, &inputTexture);
+        inputTexture = 0;
+        stack->endDrawing(multiplier);
+        balance.release();
+
+        AEOpenGLUtilities::ReadFrame(static_cast<unsigned int>(width),
+                                     static_cast<unsigned int>(height), pixelType, readBack.data());
+        hostContext.restore();
+    }
+
+    AEOpenGLUtilities::WriteRows(readBack.data(), static_cast<unsigned int>(width),
+                                 static_cast<unsigned int>(height), pixelSize, output);
 }
 
 PF_Err SmartRender(PF_InData* in_data, PF_SmartRenderExtra* extra) {

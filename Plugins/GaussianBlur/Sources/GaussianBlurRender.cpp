@@ -200,7 +200,10 @@ std::vector<float> GaussianBlurRender::kernelWeights() const {
 }
 
 void GaussianBlurRender::setBlurScale(double scale) {
-    if (std::round(scale) == mPixelRadius) {
+    // Not a number is as unchanged as any other radius: it must not rebuild
+    // the programs on every frame.
+    const double radius = std::round(scale);
+    if (radius == mPixelRadius || (std::isnan(radius) && std::isnan(mPixelRadius))) {
         return;
     }
     calculateSampleRadiusAndSigmaFromPixel(static_cast<float>(scale));

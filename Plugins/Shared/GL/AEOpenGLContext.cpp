@@ -14,6 +14,9 @@
 #include <cstring>
 #include <iostream>
 #include <limits>
+#include <mutex>
+#include <set>
+#include <stdexcept>
 #include <vector>
 
 namespace Brindel::GaussianBlur {
@@ -175,6 +178,18 @@ void ReleaseFromBinding(EGLContext context) {
     }
 }
 
+// The contexts this kit made and has not destroyed. Only they are ever named to the binding
+// or flushed through it: a context of the host's is the host's business.
+std::mutex& OwnMutex() {
+    static std::mutex mutex;
+    return mutex;
+}
+
+std::set<EGLContext>& OwnContexts() {
+    static std::set<EGLContext> contexts;
+    return contexts;
+}
+
 } // namespace
 
 AEOpenGLContext::AEOpenGLContext(const AEOpenGLContext* shared) {
@@ -184,6 +199,10 @@ AEOpenGLContext::AEOpenGLContext(const AEOpenGLContext* shared) {
         eglDestroyContext(SharedDisplay().display, mContext);
         throw kNoContext;
     }
+    {
+        std::lock_guard<std::mutex> lock(OwnMutex());
+        OwnContexts().insert(mContext);
+    }
     InitializeOpenGLBindings();
     mExtensions = glbinding::ContextInfo::extensions(nullptr);
 }
@@ -192,11 +211,16 @@ AEOpenGLContext::~AEOpenGLContext() {
     const EGLDisplay display = SharedDisplay().display;
     const EGLContext current = CurrentContext();
     ReleaseFromBinding(mContext);
+    {
+        std::lock_guard<std::mutex> lock(OwnMutex());
+        OwnContexts().erase(mContext);
+    }
     if (current == mContext) {
         // Left current, the context would outlive its destruction with no binding to call it.
         eglMakeCurrent(display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
-    } else if (current != EGL_NO_CONTEXT) {
-        // The binding may have reset this thread's slot along with the released one.
+    } else if (ownsPlatformContext(current)) {
+        // The binding may have reset this thread's slot along with the released one. A context
+        // of the host's is never named to the binding: the host points it at its own.
         glbinding::Binding::useContext(Handle(current));
     }
     eglDestroyContext(display, mContext);
@@ -260,11 +284,12 @@ void AEOpenGLContext::makeCurrentFlush(PlatformContext context) {
 
 void AEOpenGLContext::flushBeforeSwitch() {
     const EGLContext current = CurrentContext();
-    if (current == EGL_NO_CONTEXT) {
+    // A context that is not ours is never named to the binding. EGL flushes the outgoing context
+    // itself when another of the same client API is made current, so nothing is lost.
+    if (!ownsPlatformContext(current)) {
         return;
     }
-    // The outgoing context may be one the binding has not met yet (the host's) or not the one it
-    // was last pointed at on this thread.
+    // The binding may have been pointed at another of our contexts last on this thread.
     glbinding::Binding::useContext(Handle(current));
     gl::GLint drawFramebuffer = 0;
     gl::glGetIntegerv(gl::GL_DRAW_FRAMEBUFFER_BINDING, &drawFramebuffer);
@@ -276,6 +301,18 @@ void AEOpenGLContext::flushBeforeSwitch() {
 
 AEOpenGLContext::PlatformContext AEOpenGLContext::currentPlatformContext() {
     return CurrentContext();
+}
+
+bool AEOpenGLContext::ownsPlatformContext(PlatformContext context) {
+    if (context == nullptr) {
+        return false;
+    }
+    std::lock_guard<std::mutex> lock(OwnMutex());
+    return OwnContexts().count(context) != 0;
+}
+
+AEOpenGLContext::DisplayHandle AEOpenGLContext::platformDisplay() {
+    return SharedDisplay().display;
 }
 
 } // namespace Brindel::GaussianBlur

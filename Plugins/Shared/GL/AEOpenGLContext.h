@@ -46,6 +46,12 @@ public:
     static void flushBeforeSwitch();
     /// The context current on the calling thread, or null.
     static PlatformContext currentPlatformContext();
+    /// Whether `context` is one that this kit made and has not destroyed yet.
+    static bool ownsPlatformContext(PlatformContext context);
+
+    /// The platform's display handle that the kit's contexts live on.
+    using DisplayHandle = void*;
+    static DisplayHandle platformDisplay();
 
 private:
     PlatformContext mContext = nullptr;

@@ -15,6 +15,12 @@ std::recursive_mutex AEOpenGLContextManager::mMutex;
 AEOpenGLContext* AEOpenGLContextManager::mSharedDataContext = nullptr;
 
 void AEOpenGLContextManager::setupContextManager() {
+    // A repeated set-up keeps the data context: the render contexts and every
+    // object made so far live in its share group.
+    if (mSharedDataContext) {
+        mSharedDataContext->makeContextCurrent();
+        return;
+    }
     mSharedDataContext = new AEOpenGLContext(nullptr);
 }
 

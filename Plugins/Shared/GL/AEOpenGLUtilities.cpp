@@ -11,7 +11,6 @@
 #include "AE_EffectCB.h"
 #include "AE_EffectCBSuites.h"
 #include "AE_EffectPixelFormat.h"
-#include "ScopeExit.h"
 #include "SuiteScoper.h"
 
 using namespace gl;
@@ -40,17 +39,37 @@ Pixel* PixelStart(PF_Err (*getPixelData)(PF_EffectWorld*, PF_PixelPtr, Pixel**),
     return start;
 }
 
-// The host's rows go to GL as they are, without a copy; the row length, in
-// pixels, skips the padding.
-template <typename Pixel>
-void UploadHostRows(PF_Err (*getPixelData)(PF_EffectWorld*, PF_PixelPtr, Pixel**),
-                    PF_LayerDef* input, GLenum channelType) {
-    constexpr int kShift = sizeof(Pixel) == 4 ? 2 : 3;
-    static_assert(sizeof(Pixel) == (1u << kShift), "a pixel of 4 or 8 bytes");
-    glPixelStorei(GL_UNPACK_ROW_LENGTH, input->rowbytes >> kShift);
-    Pixel* pixels = PixelStart(getPixelData, input);
-    glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, input->width, input->height, GL_RGBA, channelType,
-                    pixels);
+// A GL_RGBA32F texture of the frame's size, bound, with the filters the passes
+// sample it with.
+GLuint MakeTexture(A_long width, A_long height, bool useMipmaps) {
+    GLuint texture = 0;
+    glGenTextures(1, &texture);
+    glBindTexture(GL_TEXTURE_2D, texture);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER,
+                    useMipmaps ? GL_LINEAR_MIPMAP_LINEAR : GL_LINEAR);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA32F, width, height, 0, GL_RGBA, GL_FLOAT, nullptr);
+    return texture;
+}
+
+// Channel type, pixel size and multiplier of an 8- or 16-bit format.
+void DescribeFormat(int format, unsigned long& pixelSize, GLenum& pixelType, float& multiplier) {
+    switch (format) {
+    case PF_PixelFormat_ARGB32:
+        pixelType = GL_UNSIGNED_BYTE;
+        pixelSize = sizeof(PF_Pixel8);
+        multiplier = 1.0f;
+        return;
+    case PF_PixelFormat_ARGB64:
+        pixelType = GL_UNSIGNED_SHORT;
+        pixelSize = sizeof(PF_Pixel16);
+        multiplier = kMultiplier16;
+        return;
+    default:
+        throw kBadParameter;
+    }
 }
 
 size_t PackedPixels(A_long width, A_long height) {
@@ -72,19 +91,6 @@ void IterateFloat(PF_InData* in_data, PF_LayerDef* src, PF_LayerDef* dst,
     }
 }
 
-// Copies `rows` rows of `rowSize` bytes from the packed read-back into the
-// output world, whose rows start at multiples of the pixel size.
-template <typename Pixel>
-void CopyRows(PF_Err (*getPixelData)(PF_EffectWorld*, PF_PixelPtr, Pixel**), PF_LayerDef* output,
-              const uint8_t* pixels, size_t sourceRowSize, A_long rows, size_t rowSize) {
-    for (A_long y = 0; y < rows; ++y) {
-        auto* start = reinterpret_cast<uint8_t*>(PixelStart(getPixelData, output));
-        const size_t offset = static_cast<size_t>(y) * static_cast<size_t>(output->rowbytes) /
-                              sizeof(Pixel) * sizeof(Pixel);
-        std::memcpy(start + offset, pixels + y * sourceRowSize, rowSize);
-    }
-}
-
 } // namespace
 
 PF_Err CopyPixelFloatIn(void* refcon, int x, int y, PF_PixelFloat* in, PF_PixelFloat*) {
@@ -99,58 +105,111 @@ PF_Err CopyPixelFloatOut(void* refcon, int x, int y, PF_PixelFloat*, PF_PixelFlo
     return PF_Err_NONE;
 }
 
-unsigned int UploadTexture(int format, PF_LayerDef* input, PF_LayerDef* /*output*/,
-                           PF_InData* in_data, unsigned long& pixelSize, GLenum& pixelType,
-                           float& multiplier, bool useMipmaps) {
-    GLuint texture = 0;
-    glGenTextures(1, &texture);
-    glBindTexture(GL_TEXTURE_2D, texture);
-    // On a failure the texture goes, and the binding and unpack state are
-    // left as on success.
-    ScopeExit cleanUp([&texture] {
-        glPixelStorei(GL_UNPACK_ROW_LENGTH, 0);
-        glBindTexture(GL_TEXTURE_2D, 0);
-        glDeleteTextures(1, &texture);
-    });
-
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER,
-                    useMipmaps ? GL_LINEAR_MIPMAP_LINEAR : GL_LINEAR);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
-    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA32F, input->width, input->height, 0, GL_RGBA, GL_FLOAT,
-                 nullptr);
-
-    multiplier = 1.0f;
+HostRows GetHostRows(int format, PF_LayerDef* world, PF_InData* in_data) {
+    HostRows rows;
+    rows.rowbytes = world->rowbytes;
+    rows.width = world->width;
+    rows.height = world->height;
+    if (rows.width <= 0 || rows.height <= 0) {
+        // Nothing to read or write: the host is not asked for pixels.
+        if (format != PF_PixelFormat_ARGB32 && format != PF_PixelFormat_ARGB64) {
+            throw kBadParameter;
+        }
+        return rows;
+    }
     switch (format) {
     case PF_PixelFormat_ARGB32:
-        pixelType = GL_UNSIGNED_BYTE;
-        pixelSize = sizeof(PF_Pixel8);
-        UploadHostRows(in_data->utils->get_pixel_data8, input, GL_UNSIGNED_BYTE);
+        rows.start = PixelStart(in_data->utils->get_pixel_data8, world);
         break;
     case PF_PixelFormat_ARGB64:
-        pixelType = GL_UNSIGNED_SHORT;
-        pixelSize = sizeof(PF_Pixel16);
-        multiplier = kMultiplier16;
-        UploadHostRows(in_data->utils->get_pixel_data16, input, GL_UNSIGNED_SHORT);
+        rows.start = PixelStart(in_data->utils->get_pixel_data16, world);
         break;
-    case PF_PixelFormat_ARGB128: {
-        pixelType = GL_FLOAT;
-        pixelSize = sizeof(PF_PixelFloat);
-        // Float worlds are read through the host's iterator into a packed buffer.
-        std::vector<PF_PixelFloat> buffer(PackedPixels(input->width, input->height));
-        CopyPixelFloatRefcon refcon{buffer.data(), input};
-        IterateFloat(in_data, input, input, refcon, &CopyPixelFloatIn);
-        glPixelStorei(GL_UNPACK_ROW_LENGTH, input->width);
-        glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, input->width, input->height, GL_RGBA, GL_FLOAT,
-                        buffer.data());
-        break;
-    }
     default:
         throw kBadParameter;
     }
+    return rows;
+}
 
-    cleanUp.release();
+unsigned int UploadRows(int format, const HostRows& input, unsigned long& pixelSize,
+                        GLenum& pixelType, float& multiplier, bool useMipmaps) {
+    DescribeFormat(format, pixelSize, pixelType, multiplier);
+    const GLuint texture = MakeTexture(input.width, input.height, useMipmaps);
+    // The host's rows go to GL as they are, without a copy; the row length,
+    // in pixels, skips the padding.
+    glPixelStorei(GL_UNPACK_ROW_LENGTH,
+                  static_cast<GLint>(input.rowbytes / static_cast<A_long>(pixelSize)));
+    glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, input.width, input.height, GL_RGBA, pixelType,
+                    input.start);
+    glPixelStorei(GL_UNPACK_ROW_LENGTH, 0);
+    glBindTexture(GL_TEXTURE_2D, 0);
+    return texture;
+}
+
+void ReadFrame(unsigned int width, unsigned int height, GLenum pixelType, void* pixels) {
+    glReadBuffer(GL_COLOR_ATTACHMENT0);
+    glReadPixels(0, 0, static_cast<GLsizei>(width), static_cast<GLsizei>(height), GL_RGBA,
+                 pixelType, pixels);
+}
+
+void WriteRows(const void* pixels, unsigned int width, unsigned int height, unsigned long pixelSize,
+               const HostRows& output) {
+    // An output larger than the frame is written only where the frame is.
+    const A_long rows =
+        output.height < static_cast<A_long>(height) ? output.height : static_cast<A_long>(height);
+    const A_long columns =
+        output.width < static_cast<A_long>(width) ? output.width : static_cast<A_long>(width);
+    if (rows <= 0 || columns <= 0) {
+        return;
+    }
+    const size_t sourceRowSize = static_cast<size_t>(width) * pixelSize;
+    const size_t rowSize = static_cast<size_t>(columns) * pixelSize;
+    // Rows start at multiples of the pixel size, as the host's worlds do.
+    const size_t stride = static_cast<size_t>(output.rowbytes) / pixelSize * pixelSize;
+    const auto* source = static_cast<const uint8_t*>(pixels);
+    auto* target = static_cast<uint8_t*>(output.start);
+    for (A_long y = 0; y < rows; ++y) {
+        std::memcpy(target + static_cast<size_t>(y) * stride,
+                    source + static_cast<size_t>(y) * sourceRowSize, rowSize);
+    }
+}
+
+HostBuffer::HostBuffer(PF_InData* in_data, std::uint64_t size)
+    : mSuite(in_data, kPFHandleSuite, kPFHandleSuiteVersion1) {
+    mHandle = mSuite->host_new_handle(size);
+    if (!mHandle) {
+        throw kOutOfMemory;
+    }
+    mData = mSuite->host_lock_handle(mHandle);
+    if (!mData) {
+        mSuite->host_dispose_handle(mHandle);
+        throw kOutOfMemory;
+    }
+}
+
+HostBuffer::~HostBuffer() {
+    mSuite->host_unlock_handle(mHandle);
+    mSuite->host_dispose_handle(mHandle);
+}
+
+unsigned int UploadTexture(int format, PF_LayerDef* input, PF_LayerDef* /*output*/,
+                           PF_InData* in_data, unsigned long& pixelSize, GLenum& pixelType,
+                           float& multiplier, bool useMipmaps) {
+    if (format != PF_PixelFormat_ARGB128) {
+        // Ask the host before any GL object exists, so a refusal leaves nothing behind.
+        const HostRows rows = GetHostRows(format, input, in_data);
+        return UploadRows(format, rows, pixelSize, pixelType, multiplier, useMipmaps);
+    }
+    // Float worlds are read through the host's iterator into a packed buffer.
+    pixelType = GL_FLOAT;
+    pixelSize = sizeof(PF_PixelFloat);
+    multiplier = 1.0f;
+    std::vector<PF_PixelFloat> buffer(PackedPixels(input->width, input->height));
+    CopyPixelFloatRefcon refcon{buffer.data(), input};
+    IterateFloat(in_data, input, input, refcon, &CopyPixelFloatIn);
+    const GLuint texture = MakeTexture(input->width, input->height, useMipmaps);
+    glPixelStorei(GL_UNPACK_ROW_LENGTH, input->width);
+    glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, input->width, input->height, GL_RGBA, GL_FLOAT,
+                    buffer.data());
     glPixelStorei(GL_UNPACK_ROW_LENGTH, 0);
     glBindTexture(GL_TEXTURE_2D, 0);
     return texture;
@@ -163,45 +222,14 @@ void DownloadTexture(unsigned int width, unsigned int height, PF_LayerDef* input
         format != PF_PixelFormat_ARGB128) {
         throw kBadParameter;
     }
-    SuiteScoper<PF_HandleSuite1> handles(in_data, kPFHandleSuite, kPFHandleSuiteVersion1);
-    const uint32_t pixelCount = width * height;
-    PF_Handle handle = handles->host_new_handle(static_cast<uint64_t>(pixelCount) * pixelSize);
-    if (!handle) {
-        throw kOutOfMemory;
-    }
-    ScopeExit release([&handles, handle] {
-        handles->host_unlock_handle(handle);
-        handles->host_dispose_handle(handle);
-    });
-    auto* pixels = static_cast<uint8_t*>(handles->host_lock_handle(handle));
-    if (!pixels) {
-        throw kOutOfMemory;
-    }
-
-    glReadBuffer(GL_COLOR_ATTACHMENT0);
-    glReadPixels(0, 0, static_cast<GLsizei>(width), static_cast<GLsizei>(height), GL_RGBA,
-                 pixelType, pixels);
-
-    // An output larger than the frame is written only where the frame is.
-    const A_long rows =
-        output->height < static_cast<A_long>(height) ? output->height : static_cast<A_long>(height);
-    const A_long columns =
-        output->width < static_cast<A_long>(width) ? output->width : static_cast<A_long>(width);
-    const size_t sourceRowSize = static_cast<size_t>(width) * pixelSize;
-    const size_t rowSize = static_cast<size_t>(columns < 0 ? 0 : columns) * pixelSize;
-    switch (format) {
-    case PF_PixelFormat_ARGB32:
-        CopyRows(in_data->utils->get_pixel_data8, output, pixels, sourceRowSize, rows, rowSize);
-        break;
-    case PF_PixelFormat_ARGB64:
-        CopyRows(in_data->utils->get_pixel_data16, output, pixels, sourceRowSize, rows, rowSize);
-        break;
-    default: {
-        CopyPixelFloatRefcon refcon{reinterpret_cast<PF_PixelFloat*>(pixels), input};
+    HostBuffer readBack(in_data, static_cast<uint64_t>(width) * height * pixelSize);
+    ReadFrame(width, height, pixelType, readBack.data());
+    if (format == PF_PixelFormat_ARGB128) {
+        CopyPixelFloatRefcon refcon{static_cast<PF_PixelFloat*>(readBack.data()), input};
         IterateFloat(in_data, input, output, refcon, &CopyPixelFloatOut);
-        break;
+        return;
     }
-    }
+    WriteRows(readBack.data(), width, height, pixelSize, GetHostRows(format, output, in_data));
 }
 
 std::string CheckFramebufferStatus() {

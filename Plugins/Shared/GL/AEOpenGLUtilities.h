@@ -2,9 +2,12 @@
 
 #include <glbinding/gl/types.h>
 
+#include <cstdint>
 #include <string>
 
 #include "AE_Effect.h"
+#include "AE_EffectCBSuites.h"
+#include "SuiteScoper.h"
 
 namespace Brindel::GaussianBlur::AEOpenGLUtilities {
 
@@ -32,6 +35,56 @@ unsigned int UploadTexture(int format, PF_LayerDef* input, PF_LayerDef* output, 
 void DownloadTexture(unsigned int width, unsigned int height, PF_LayerDef* input,
                      PF_LayerDef* output, PF_InData* in_data, int format, unsigned long pixelSize,
                      gl::GLenum pixelType);
+
+// The render path splits the transfer in two: what it asks of the host (pixel
+// starts, the read-back handle) happens before and after its GL work, and the
+// GL half touches only memory already in hand. A host may take a lock of its
+// own in those callbacks, so none of them runs while frames are serialised.
+
+// A world's rows as the host gave them.
+struct HostRows {
+    void* start = nullptr;
+    A_long rowbytes = 0;
+    A_long width = 0;
+    A_long height = 0;
+};
+
+// Asks the host for the pixel start of an 8-bit (PF_PixelFormat_ARGB32) or
+// 16-bit (PF_PixelFormat_ARGB64) world; an empty world is not asked for one.
+// Throws 516 for another format or a world without pixels, and the host's code
+// when it fails.
+HostRows GetHostRows(int format, PF_LayerDef* world, PF_InData* in_data);
+
+// As UploadTexture, from rows already in hand: GL calls only.
+unsigned int UploadRows(int format, const HostRows& input, unsigned long& pixelSize,
+                        gl::GLenum& pixelType, float& multiplier, bool useMipmaps);
+
+// Reads the frame-buffer bound for reading (width by height) into `pixels`,
+// packed: GL calls only.
+void ReadFrame(unsigned int width, unsigned int height, gl::GLenum pixelType, void* pixels);
+
+// Copies a packed read-back of width by height pixels into `output`, row 0 to
+// row 0; only the part that both hold is written and row padding stays.
+void WriteRows(const void* pixels, unsigned int width, unsigned int height, unsigned long pixelSize,
+               const HostRows& output);
+
+// A block of host memory from the handle suite, locked for as long as it
+// lives. Throws 4 when the host gives no handle or no memory, 13 when it has
+// no handle suite.
+class HostBuffer {
+public:
+    HostBuffer(PF_InData* in_data, std::uint64_t size);
+    ~HostBuffer();
+    HostBuffer(const HostBuffer&) = delete;
+    HostBuffer& operator=(const HostBuffer&) = delete;
+
+    void* data() const { return mData; }
+
+private:
+    SuiteScoper<PF_HandleSuite1> mSuite;
+    PF_Handle mHandle = nullptr;
+    void* mData = nullptr;
+};
 
 PF_Err CopyPixelFloatIn(void* refcon, int x, int y, PF_PixelFloat* in, PF_PixelFloat* out);
 PF_Err CopyPixelFloatOut(void* refcon, int x, int y, PF_PixelFloat* in, PF_PixelFloat* out);

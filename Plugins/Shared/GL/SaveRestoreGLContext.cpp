@@ -3,38 +3,47 @@
 #include "AEOpenGLContext.h"
 
 #include <EGL/egl.h>
-#include <glbinding/Binding.h>
-
-#include <cstdint>
 
 namespace Brindel::GaussianBlur {
 
 SaveRestoreGLContext::SaveRestoreGLContext() {
-    // The current context is kept per client API, and the host's is desktop OpenGL.
-    eglBindAPI(EGL_OPENGL_API);
-    mDisplay = eglGetCurrentDisplay();
+    // The current context is kept per client API: what the host has current is what is current
+    // for the API it has bound, and that API is part of what is given back.
+    mApi = eglQueryAPI();
     mContext = eglGetCurrentContext();
-    mDrawSurface = eglGetCurrentSurface(EGL_DRAW);
-    mReadSurface = eglGetCurrentSurface(EGL_READ);
+    if (AEOpenGLContext::ownsPlatformContext(mContext)) {
+        // One of the effect's own contexts left current is never the host's.
+        mContext = EGL_NO_CONTEXT;
+    }
+    if (mContext != EGL_NO_CONTEXT) {
+        mDisplay = eglGetCurrentDisplay();
+        mDrawSurface = eglGetCurrentSurface(EGL_DRAW);
+        mReadSurface = eglGetCurrentSurface(EGL_READ);
+    }
 }
 
 void SaveRestoreGLContext::restore() {
     if (mRestored) {
         return;
     }
-    if (mContext != EGL_NO_CONTEXT) {
-        eglBindAPI(EGL_OPENGL_API);
-        const bool current = eglGetCurrentContext() == mContext &&
-                             eglGetCurrentSurface(EGL_DRAW) == mDrawSurface &&
-                             eglGetCurrentSurface(EGL_READ) == mReadSurface;
-        if (!current) {
-            AEOpenGLContext::flushBeforeSwitch();
+    // The effect's contexts are desktop OpenGL.
+    eglBindAPI(EGL_OPENGL_API);
+    const EGLContext current = eglGetCurrentContext();
+    const bool same = current == mContext && (mContext == EGL_NO_CONTEXT ||
+                                              (eglGetCurrentSurface(EGL_DRAW) == mDrawSurface &&
+                                               eglGetCurrentSurface(EGL_READ) == mReadSurface));
+    if (!same) {
+        AEOpenGLContext::flushBeforeSwitch();
+        if (mContext != EGL_NO_CONTEXT) {
+            eglBindAPI(static_cast<EGLenum>(mApi));
             eglMakeCurrent(mDisplay, mDrawSurface, mReadSurface, mContext);
-            // GL calls made after the command go through the same binding: point it back too.
-            glbinding::Binding::useContext(
-                static_cast<glbinding::ContextHandle>(reinterpret_cast<std::intptr_t>(mContext)));
+        } else if (current != EGL_NO_CONTEXT) {
+            // The host had nothing current: nothing of the effect's stays current either.
+            eglMakeCurrent(AEOpenGLContext::platformDisplay(), EGL_NO_SURFACE, EGL_NO_SURFACE,
+                           EGL_NO_CONTEXT);
         }
     }
+    eglBindAPI(static_cast<EGLenum>(mApi));
     mRestored = true;
 }
 

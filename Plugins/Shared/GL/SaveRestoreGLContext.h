@@ -3,8 +3,13 @@
 namespace Brindel::GaussianBlur {
 
 /// Records the GL context current on the calling thread (display, context, draw and read
-/// surfaces) and puts it back, once, on request. Every command that touches GL makes one first:
-/// the host expects its own context current again when a command returns.
+/// surfaces), and the client API bound, and puts them back, once, on
+/// request. A context of the effect's own is never taken for the host's: with none of the
+/// host's current, restoring leaves nothing current. The host's contexts are never named to the
+/// GL binding: a host that calls GL through the same binding points it at its own context again
+/// after the command, as the binding asks of any code after a switch of contexts. Every command
+/// that touches GL makes one first: the host expects its own context current again when a command
+/// returns.
 ///
 /// The destructor does not restore: `restore` is called explicitly, or from a scope guard.
 class SaveRestoreGLContext {
@@ -15,8 +20,7 @@ public:
     SaveRestoreGLContext& operator=(const SaveRestoreGLContext&) = delete;
 
     /// Makes the recorded context current again, flushing the outgoing one first unless its draw
-    /// frame-buffer is incomplete. Only the first call acts. With no context recorded, the current
-    /// one is left as it is.
+    /// frame-buffer is incomplete. Only the first call acts.
     void restore();
     bool restored() const { return mRestored; }
 
@@ -25,6 +29,7 @@ private:
     void* mContext = nullptr;
     void* mDrawSurface = nullptr;
     void* mReadSurface = nullptr;
+    unsigned int mApi = 0;
     bool mRestored = false;
 };
 

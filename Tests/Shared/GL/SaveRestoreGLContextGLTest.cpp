@@ -1,3 +1,5 @@
+#include <EGL/egl.h>
+
 #include "AEOpenGLContext.h"
 #include "GLCallRecorder.h"
 #include "GLTest.h"
@@ -33,7 +35,7 @@ TEST_F(SaveRestore, RestoresTheHostContextOnceAfterFlushingTheEffectsContext) {
     hostContext().makeCurrent();
 }
 
-TEST_F(SaveRestore, LeavesAnAlreadyCurrentContextAloneAndForcesNoneOnAThreadWithout) {
+TEST_F(SaveRestore, LeavesAnAlreadyCurrentContextAloneAndNothingCurrentOnAThreadWithout) {
     expectHostContextAfterTest();
     {
         SaveRestoreGLContext saved;
@@ -47,8 +49,16 @@ TEST_F(SaveRestore, LeavesAnAlreadyCurrentContextAloneAndForcesNoneOnAThreadWith
         SaveRestoreGLContext saved;
         AEOpenGLContext own(nullptr);
         saved.restore();
-        EXPECT_EQ(own.platformContext(), AEOpenGLContext::currentPlatformContext())
-            << "with no host context recorded, the effect's stays current";
+        EXPECT_EQ(AEOpenGLContext::currentPlatformContext(), nullptr)
+            << "with no host context recorded, none of the effect's stays current";
+        EXPECT_EQ(eglGetError(), EGL_SUCCESS);
+
+        // Nor is one of the effect's own contexts, left current, taken for the host's.
+        own.makeContextCurrent();
+        SaveRestoreGLContext again;
+        AEOpenGLContext other(&own);
+        again.restore();
+        EXPECT_EQ(AEOpenGLContext::currentPlatformContext(), nullptr);
     });
 }
 
