@@ -189,6 +189,9 @@ HostGLContext& EffectHost::glContext() {
 }
 
 PF_Err EffectHost::send(PF_Cmd cmd, void* extra, PF_LayerDef* output) {
+    if (!mUseHostContext) {
+        return call(cmd, extra, output);
+    }
     HostGLContext& context = glContext();
     context.makeCurrent();
     const PF_Err err = call(cmd, extra, output);

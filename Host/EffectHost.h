@@ -57,8 +57,12 @@ public:
     // calling thread current; the result is the effect's.
     PF_Err send(PF_Cmd cmd, void* extra = nullptr, PF_LayerDef* output = nullptr);
     // Calls the entry point as it is, leaving the calling thread's GL and EGL
-    // state to the caller: a host with no context, or another client API.
+    // state to the caller.
     PF_Err call(PF_Cmd cmd, void* extra = nullptr, PF_LayerDef* output = nullptr);
+    // Whether commands are sent with the host's own GL context current (the
+    // default), or with whatever the calling thread has: a host with no GL,
+    // one of its own, or another client API bound.
+    void useHostContext(bool use) { mUseHostContext = use; }
 
     // The host's GL context of the calling thread, made at its first use.
     HostGLContext& glContext();
@@ -185,6 +189,7 @@ private:
     std::vector<LayerCheckout> mLayerCheckouts;
     std::set<PF_Handle> mHandles;
     std::atomic<bool> mNullWorlds{false};
+    std::atomic<bool> mUseHostContext{true};
     std::map<std::thread::id, std::unique_ptr<HostGLContext>> mGLContexts;
 };
 
