@@ -1,0 +1,99 @@
+// The host hands out tables with every slot filled: what it does not
+// implement fails the call and records it, so an effect that reaches for the
+// wrong slot fails a test instead of jumping through null or passing by luck.
+#include "EffectHost.h"
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "UnexpectedCalls.h"
+
+using Brindel::Host::EffectHost;
+using Brindel::Host::UnexpectedCalls;
+
+namespace {
+
+using Slot = A_long (*)();
+
+// The null pointer slots among `count` pointers at `table`.
+std::vector<size_t> NullSlots(const void* table, size_t count) {
+    std::vector<size_t> nulls;
+    for (size_t i = 0; i < count; ++i) {
+        void* slot = nullptr;
+        std::memcpy(&slot, static_cast<const char*>(table) + i * sizeof(void*), sizeof(void*));
+        if (!slot) {
+            nulls.push_back(i);
+        }
+    }
+    return nulls;
+}
+
+const void* Acquire(EffectHost& host, const char* name, int version) {
+    const void* suite = nullptr;
+    host.inData().pica_basicP->AcquireSuite(name, version, &suite);
+    host.inData().pica_basicP->ReleaseSuite(name, version);
+    return suite;
+}
+
+} // namespace
+
+TEST(EffectHost, EveryTableItHandsOutHasEverySlotFilled) {
+    EffectHost host(BRINDEL_PLUGIN_PATH);
+    PF_InData& in = host.inData();
+    EXPECT_EQ(NullSlots(&in.inter, offsetof(PF_InteractCallbacks, reserved_str) / sizeof(void*)),
+              std::vector<size_t>{});
+    EXPECT_EQ(NullSlots(in.utils, offsetof(PF_UtilCallbacks, ansi) / sizeof(void*)),
+              std::vector<size_t>{});
+    EXPECT_EQ(NullSlots(&in.utils->ansi, offsetof(PF_ANSICallbacks, ansi_procs) / sizeof(void*)),
+              std::vector<size_t>{});
+    EXPECT_EQ(NullSlots(&in.utils->colorCB, (offsetof(PF_UtilCallbacks, reserved) -
+                                             offsetof(PF_UtilCallbacks, colorCB)) /
+                                                sizeof(void*)),
+              std::vector<size_t>{});
+    EXPECT_EQ(NullSlots(in.pica_basicP, sizeof(SPBasicSuite) / sizeof(void*)),
+              std::vector<size_t>{});
+
+    const struct {
+        const char* name;
+        int version;
+        size_t slots;
+    } suites[] = {
+        {kPFANSISuite, kPFANSISuiteVersion1, sizeof(PF_ANSICallbacksSuite1) / sizeof(void*)},
+        {kPFHandleSuite, kPFHandleSuiteVersion1, sizeof(PF_HandleSuite1) / sizeof(void*)},
+        {kPFIterateFloatSuite, kPFIterateFloatSuiteVersion1,
+         sizeof(PF_iterateFloatSuite1) / sizeof(void*)},
+        {kAEGPUtilitySuite, kAEGPUtilitySuiteVersion5, sizeof(AEGP_UtilitySuite5) / sizeof(void*)},
+        {kAEGPMemorySuite, kAEGPMemorySuiteVersion1, sizeof(AEGP_MemorySuite1) / sizeof(void*)},
+        // Opaque to effects: served as tables of recorders.
+        {kAEGPPFInterfaceSuite, kAEGPPFInterfaceSuiteVersion1, 64},
+        {kAEGPLayerSuite, kAEGPLayerSuiteVersion5, 64},
+        {kAEGPItemSuite, kAEGPItemSuiteVersion6, 64},
+        {kDRAWBOT_DrawSuite, kDRAWBOT_DrawSuite_Version1, 2},
+        {kDRAWBOT_SupplierSuite, kDRAWBOT_SupplierSuite_Version1, 64},
+        {kDRAWBOT_SurfaceSuite, kDRAWBOT_SurfaceSuite_Version2, 64},
+        {kDRAWBOT_PathSuite, kDRAWBOT_PathSuite_Version1, 64},
+    };
+    for (const auto& suite : suites) {
+        const void* table = Acquire(host, suite.name, suite.version);
+        ASSERT_NE(table, nullptr) << suite.name;
+        EXPECT_EQ(NullSlots(table, suite.slots), std::vector<size_t>{}) << suite.name;
+    }
+}
+
+TEST(EffectHost, UnimplementedSlotFailsTheCallAndSaysWhich) {
+    EffectHost host(BRINDEL_PLUGIN_PATH);
+    UnexpectedCalls::Clear();
+    // The utility table's first slot, and the scripting suite's first.
+    Slot beginSampling = nullptr;
+    std::memcpy(&beginSampling, host.inData().utils, sizeof(Slot));
+    EXPECT_EQ(beginSampling(), PF_Err_INVALID_CALLBACK);
+    const auto* utility = static_cast<const AEGP_UtilitySuite5*>(
+        Acquire(host, kAEGPUtilitySuite, kAEGPUtilitySuiteVersion5));
+    EXPECT_EQ(utility->AEGP_ReportInfo(0, "hello"), PF_Err_INVALID_CALLBACK);
+    EXPECT_EQ(UnexpectedCalls::Recorded(),
+              (std::vector<std::string>{"PF_UtilCallbacks#0", "AEGP_UtilitySuite5#0"}));
+}
