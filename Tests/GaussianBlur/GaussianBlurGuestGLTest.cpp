@@ -173,10 +173,15 @@ TEST(GaussianBlurGuest, RepeatedSetupKeepsFramesRight) {
     ASSERT_EQ(host.send(PF_Cmd_PARAMS_SETUP), PF_Err_NONE);
     ExpectFrameIntact(host, 3.0);
 
-    // A second set-up with no set-down between.
+    // A second set-up with no set-down between; then frames from this thread
+    // and from one that has not rendered before.
     ASSERT_EQ(host.send(PF_Cmd_GLOBAL_SETUP), PF_Err_NONE);
     ExpectFrameIntact(host, 3.0);
-    ExpectFrameIntact(host, 6.0);
+    OnFreshThread([&] {
+        ExpectFrameIntact(host, 3.0);
+        ExpectFrameIntact(host, 6.0);
+        HostGLContext::releaseCurrent();
+    });
     ExpectFrameIntact(host, 0.0);
     ASSERT_EQ(host.send(PF_Cmd_GLOBAL_SETDOWN), PF_Err_NONE);
 }
