@@ -275,6 +275,24 @@ TEST_F(Aehost, LongRawStreamsKeepTheirPeakMemoryAtEveryBlurBranch) {
     }
 }
 
+TEST_F(Aehost, EachMoreHostThreadCostsOnlyItsContexts) {
+    constexpr int w = 320, h = 180;
+    const std::string frame = RawFrame(w, h, 8);
+    std::string frames;
+    for (int i = 0; i < 240; ++i) {
+        frames += frame;
+    }
+    WriteFile(dir / "in.argb", frames);
+    const double one =
+        PeakMiB(dir, {"--raw", "320x180", "--blur", "3", "--threads", "1", "in.argb", "/dev/null"});
+    const double four =
+        PeakMiB(dir, {"--raw", "320x180", "--blur", "3", "--threads", "4", "in.argb", "/dev/null"});
+    // A thread brings the host's context and the effect's render context, and what the driver
+    // keeps of each context's last frame: about 9 MiB here. Memory that grew with the frames a
+    // thread rendered came to a hundred.
+    EXPECT_LT((four - one) / 3.0, 16.0) << one << " MiB with one thread, " << four << " with four";
+}
+
 TEST_F(Aehost, FrameLargerThanTheContextHoldsIsRefusedNamingSizeAndLimit) {
     // 32767, the largest side aehost takes, is beyond the texture limit of the drivers the
     // tests run on.
