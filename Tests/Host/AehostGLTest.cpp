@@ -66,6 +66,7 @@ double PeakMiB(const fs::path& dir, const std::vector<std::string>& arguments) {
     std::vector<std::string> words = {AEHOST_PATH};
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<char*> argv;
+    argv.reserve(words.size() + 1);
     for (std::string& word : words) {
         argv.push_back(word.data());
     }
