@@ -37,6 +37,11 @@ const char* PluginError::CommandName(PF_Cmd cmd) {
     }
 }
 
+FrameTooLarge::FrameTooLarge(A_long width, A_long height, int maxWidth, int maxHeight)
+    : std::runtime_error("a frame of " + std::to_string(width) + "x" + std::to_string(height) +
+                         " is larger than the GL context can hold: at most " +
+                         std::to_string(maxWidth) + "x" + std::to_string(maxHeight)) {}
+
 FrameRenderer::Worker::Worker() : mThread([this] { loop(); }) {}
 
 FrameRenderer::Worker::~Worker() {
@@ -79,6 +84,9 @@ void FrameRenderer::Worker::loop() {
 
 FrameRenderer::FrameRenderer(EffectHost& host, double blur, int downsample, int threads)
     : mHost(host) {
+    // The effect's contexts come from the same display as the host's, so they share its limits.
+    mMaxWidth = mHost.glContext().maxFrameWidth();
+    mMaxHeight = mHost.glContext().maxFrameHeight();
     PF_InData& in = mHost.inData();
     in.downsample_x = {1, static_cast<A_u_long>(downsample)};
     in.downsample_y = {1, static_cast<A_u_long>(downsample)};
@@ -118,6 +126,10 @@ void FrameRenderer::check(PF_Cmd cmd, PF_Err err) const {
 }
 
 double FrameRenderer::render(World& input, World& output) {
+    // GL would leave the frame's storage out and hand back black: refuse it up front.
+    if (input.width() > mMaxWidth || input.height() > mMaxHeight) {
+        throw FrameTooLarge(input.width(), input.height(), mMaxWidth, mMaxHeight);
+    }
     Worker& worker = *mWorkers[mNext];
     mNext = (mNext + 1) % mWorkers.size();
 

@@ -28,6 +28,12 @@ private:
     PF_Err mCode;
 };
 
+// A frame larger than the GL context can hold: refused before the effect sees it.
+class FrameTooLarge : public std::runtime_error {
+public:
+    FrameTooLarge(A_long width, A_long height, int maxWidth, int maxHeight);
+};
+
 // Drives an effect through a session as the host does: global and parameter
 // setup once, then pre-render and render for each frame, sent from a number
 // of host threads in turn, and global set-down at the end.
@@ -43,7 +49,8 @@ public:
     FrameRenderer& operator=(const FrameRenderer&) = delete;
 
     // Renders `input` into `output` (of the same size) on the next thread in
-    // turn; returns the frame's time in milliseconds. Throws PluginError.
+    // turn; returns the frame's time in milliseconds. Throws PluginError, or
+    // FrameTooLarge before sending anything.
     double render(World& input, World& output);
 
     // Global set-down. Throws PluginError.
@@ -72,6 +79,8 @@ private:
     void check(PF_Cmd cmd, PF_Err err) const;
 
     EffectHost& mHost;
+    int mMaxWidth = 0;
+    int mMaxHeight = 0;
     std::vector<std::unique_ptr<Worker>> mWorkers;
     size_t mNext = 0;
     bool mFinished = false;

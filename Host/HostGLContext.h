@@ -24,6 +24,11 @@ public:
     /// Whether the context is current on the calling thread.
     bool isCurrent() const;
 
+    /// The largest frame width and height that GL contexts of this display hold: the smallest of
+    /// the texture, renderbuffer and viewport limits, read once when the context was made.
+    int maxFrameWidth() const { return mMaxFrameWidth; }
+    int maxFrameHeight() const { return mMaxFrameHeight; }
+
     /// The platform handles, for comparison with what is current.
     void* display() const { return mDisplay; }
     void* context() const { return mContext; }
@@ -34,6 +39,8 @@ public:
 private:
     void* mDisplay = nullptr;
     void* mContext = nullptr;
+    int mMaxFrameWidth = 0;
+    int mMaxFrameHeight = 0;
 };
 
 } // namespace Brindel::Host

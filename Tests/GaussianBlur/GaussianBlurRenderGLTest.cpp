@@ -2,6 +2,8 @@
 // the result is compared with an independent CPU model of the chain.
 #include <gtest/gtest.h>
 
+#include <glbinding/gl/gl.h>
+
 #include <atomic>
 #include <cmath>
 #include <cstring>
@@ -388,6 +390,25 @@ TEST_F(GaussianBlurFrame, FailedFramesLeakNoGLObject) {
     EXPECT_EQ(recorder.names("glGenRenderbuffers").size(),
               recorder.names("glDeleteRenderbuffers").size());
     EXPECT_EQ(host.liveHandles(), 0u);
+}
+
+TEST_F(GaussianBlurFrame, FrameBeyondTheContextsLimitsFailsAndLeavesTheNextFrameIntact) {
+    const Pixels pixels = Gradient(12, 9);
+    const Pixels good = renderPixels(pixels, 12, 9, 3.0);
+    // The plug-in's contexts come from the same driver as the host's.
+    gl::GLint maxSize = 0;
+    gl::glGetIntegerv(gl::GL_MAX_TEXTURE_SIZE, &maxSize);
+    ASSERT_GT(maxSize, 0);
+    GLCallRecorder recorder;
+    for (const auto& [w, h] : {std::pair{maxSize + 1, 2}, std::pair{2, maxSize + 1}}) {
+        World input(w, h, PF_PixelFormat_ARGB32);
+        World output(w, h, PF_PixelFormat_ARGB32);
+        EXPECT_NE(render(input, output, 3.0), PF_Err_NONE) << w << "x" << h;
+        EXPECT_EQ(host.liveHandles(), 0u);
+    }
+    EXPECT_EQ(recorder.count("glGenTextures"), 0u) << "nothing is made for a refused frame";
+    EXPECT_EQ(recorder.count("glGenRenderbuffers"), 0u);
+    EXPECT_EQ(renderPixels(pixels, 12, 9, 3.0), good);
 }
 
 TEST_F(GaussianBlurFrame, EmptyFramesRenderNothingAndLeaveTheNextFrameIntact) {

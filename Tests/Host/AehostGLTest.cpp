@@ -3,7 +3,10 @@
 
 #include <OpenImageIO/imagebuf.h>
 
+#include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -56,6 +59,34 @@ protected:
 
     fs::path dir;
 };
+
+// The peak resident memory, in MiB, of an aehost run with `arguments` in `dir`, its output
+// discarded; a failed run fails the test.
+double PeakMiB(const fs::path& dir, const std::vector<std::string>& arguments) {
+    std::vector<std::string> words = {AEHOST_PATH};
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    std::vector<char*> argv;
+    argv.reserve(words.size() + 1);
+    for (std::string& word : words) {
+        argv.push_back(word.data());
+    }
+    argv.push_back(nullptr);
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        const int null = ::open("/dev/null", O_WRONLY);
+        if (::chdir(dir.c_str()) != 0 || null < 0 || ::dup2(null, 1) < 0 || ::dup2(null, 2) < 0) {
+            ::_exit(126);
+        }
+        ::execv(argv[0], argv.data());
+        ::_exit(127);
+    }
+    int status = 0;
+    struct rusage usage {};
+    EXPECT_EQ(::wait4(pid, &status, 0, &usage), pid);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status;
+    // ru_maxrss is in KiB, and it is this child's alone.
+    return static_cast<double>(usage.ru_maxrss) / 1024.0;
+}
 
 // A frame of raw ARGB bytes.
 std::string RawFrame(int w, int h, unsigned seed) {
@@ -220,4 +251,55 @@ TEST_F(Aehost, DownsampleShrinksTheFrame) {
     const Result r = run("--raw 16x8 --downsample 4 - -", RawFrame(16, 8, 4));
     ASSERT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(r.out.size(), 4u * 2 * 4);
+}
+
+TEST_F(Aehost, LongRawStreamsKeepTheirPeakMemoryAtEveryBlurBranch) {
+    // Large enough that the driver's per-frame buffers are above the allocator's initial mmap
+    // threshold, which is what let them pile up; small enough for a quick run.
+    constexpr int w = 320, h = 180;
+    const std::string frame = RawFrame(w, h, 6);
+    std::string frames;
+    for (int i = 0; i < 240; ++i) {
+        frames += frame;
+    }
+    WriteFile(dir / "short.argb", frames.substr(0, 40 * frame.size()));
+    WriteFile(dir / "long.argb", frames);
+    // Blur 0 and 0.4 take the single pass, 3 the two passes.
+    for (const char* blur : {"0", "0.4", "3"}) {
+        const double peak40 =
+            PeakMiB(dir, {"--raw", "320x180", "--blur", blur, "short.argb", "/dev/null"});
+        const double peak240 =
+            PeakMiB(dir, {"--raw", "320x180", "--blur", blur, "long.argb", "/dev/null"});
+        EXPECT_LT(peak240 - peak40, 16.0)
+            << "blur " << blur << ": " << peak40 << " MiB after 40 frames, " << peak240
+            << " MiB after 240";
+    }
+}
+
+TEST_F(Aehost, EachMoreHostThreadCostsOnlyItsContexts) {
+    constexpr int w = 320, h = 180;
+    const std::string frame = RawFrame(w, h, 8);
+    std::string frames;
+    for (int i = 0; i < 240; ++i) {
+        frames += frame;
+    }
+    WriteFile(dir / "in.argb", frames);
+    const double one =
+        PeakMiB(dir, {"--raw", "320x180", "--blur", "3", "--threads", "1", "in.argb", "/dev/null"});
+    const double four =
+        PeakMiB(dir, {"--raw", "320x180", "--blur", "3", "--threads", "4", "in.argb", "/dev/null"});
+    // A thread brings the host's context and the effect's render context, and what the driver
+    // keeps of each context's last frame: about 9 MiB here. Memory that grew with the frames a
+    // thread rendered came to a hundred.
+    EXPECT_LT((four - one) / 3.0, 16.0) << one << " MiB with one thread, " << four << " with four";
+}
+
+TEST_F(Aehost, FrameLargerThanTheContextHoldsIsRefusedNamingSizeAndLimit) {
+    // 32767, the largest side aehost takes, is beyond the texture limit of the drivers the
+    // tests run on.
+    const Result r = run("--raw 32767x1 --blur 2 - -", RawFrame(32767, 1, 3));
+    EXPECT_EQ(r.status, 2);
+    EXPECT_NE(r.err.find("32767x1"), std::string::npos) << r.err;
+    EXPECT_NE(r.err.find("at most "), std::string::npos) << r.err;
+    EXPECT_TRUE(r.out.empty()) << "nothing was rendered";
 }

@@ -92,6 +92,11 @@ void AEOpenglMainFrameBuffer::prepare(long width, long height, bool multisampled
         }
         return;
     }
+    // Checked before anything is made or taken down, so that a refused frame leaves the last
+    // frame's objects as they were.
+    if (!limits().fits(width, height)) {
+        throw kFrameTooLarge;
+    }
     unprepare();
     mWidth = static_cast<std::uint32_t>(width);
     mHeight = static_cast<std::uint32_t>(height);
@@ -101,6 +106,15 @@ void AEOpenglMainFrameBuffer::prepare(long width, long height, bool multisampled
     glBindRenderbuffer(GL_RENDERBUFFER, mMainRenderbuffer);
     glRenderbufferStorage(GL_RENDERBUFFER, GL_RGBA, static_cast<GLsizei>(mWidth),
                           static_cast<GLsizei>(mHeight));
+}
+
+const GLContextLimits& AEOpenglMainFrameBuffer::limits() {
+    useFramebuffersOfCurrentContext();
+    if (!mLimitsRead) {
+        mLimits = GLContextLimits::query();
+        mLimitsRead = true;
+    }
+    return mLimits;
 }
 
 void AEOpenglMainFrameBuffer::unprepare() {
@@ -139,6 +153,7 @@ void AEOpenglMainFrameBuffer::destory() {
     // Set-down deletes the contexts next, and their frame-buffer objects with them.
     mOtherFramebuffers.clear();
     mFramebufferContext = nullptr;
+    mLimitsRead = false;
     mScreenRender = std::make_unique<ScreenRender>();
 }
 
@@ -205,6 +220,10 @@ GLuint AEOpenglMainFrameBuffer::popRenderContext() {
                                0);
         glBlitFramebuffer(0, 0, width, height, 0, 0, width, height, GL_COLOR_BUFFER_BIT,
                           GL_NEAREST);
+        // Deleting a texture detaches it only from the frame-buffer objects bound at that
+        // moment; left attached here, the caller's delete would free the name but not the
+        // storage, which would live on until the next pop.
+        glFramebufferTexture2D(GL_DRAW_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, 0, 0);
     } else {
         glBindTexture(GL_TEXTURE_2D, texture);
         glCopyTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA, 0, 0, width, height, 0);
@@ -295,9 +314,9 @@ void AEOpenglMainFrameBuffer::useFramebuffersOfCurrentContext() {
     if (context == mFramebufferContext) {
         return;
     }
-    if (mFramebuffer != 0) {
+    if (mFramebuffer != 0 || mLimitsRead) {
         mOtherFramebuffers[mFramebufferContext] = {mResolveFramebuffer, mFramebuffer,
-                                                   mMultisampleFramebuffer};
+                                                   mMultisampleFramebuffer, mLimits, mLimitsRead};
     }
     Framebuffers own;
     const auto found = mOtherFramebuffers.find(context);
@@ -308,6 +327,8 @@ void AEOpenglMainFrameBuffer::useFramebuffersOfCurrentContext() {
     mResolveFramebuffer = own.resolve;
     mFramebuffer = own.framebuffer;
     mMultisampleFramebuffer = own.multisample;
+    mLimits = own.limits;
+    mLimitsRead = own.limitsRead;
     mFramebufferContext = context;
 }
 
@@ -318,9 +339,7 @@ void AEOpenglMainFrameBuffer::makeFramebuffers() {
         glGenFramebuffers(1, &mMultisampleFramebuffer);
         // Asking for more samples than the context offers leaves the level incomplete and the
         // frame black; a full-screen quad covers every sample, so fewer change nothing.
-        GLint maxSamples = 0;
-        glGetIntegerv(GL_MAX_SAMPLES, &maxSamples);
-        mSamples = std::min(kSamples, static_cast<int>(maxSamples));
+        mSamples = limits().samples(kSamples);
     }
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "AEOpenGLContext.h"
+#include "GLContextLimits.h"
 
 #include <cstdint>
 #include <map>
@@ -37,9 +38,16 @@ public:
     /// The process-wide instance, made on the first call and never freed.
     static AEOpenglMainFrameBuffer* mainFrameBuffer();
 
+    /// Thrown, as a plain integer (the host's out-of-memory code), by `prepare` for a frame larger
+    /// than the current context can hold; nothing is made then.
+    static constexpr int kFrameTooLarge = 4;
+
     /// Sizes the objects for a frame. A frame of the size of the last one keeps them; the mode
-    /// chosen at the last change of size stays.
+    /// chosen at the last change of size stays. A frame beyond the context's limits throws
+    /// kFrameTooLarge: GL would leave its storage out and the frame would read back black.
     void prepare(long width, long height, bool multisampled);
+    /// The limits of the current context, read at its first use here.
+    const GLContextLimits& limits();
     /// Deletes this context's frame-buffer objects, the final renderbuffer and the stack.
     void unprepare();
     /// Deletes the renderbuffers of the stack and empties it.
@@ -82,6 +90,8 @@ private:
         unsigned int resolve = 0;
         unsigned int framebuffer = 0;
         unsigned int multisample = 0;
+        GLContextLimits limits;
+        bool limitsRead = false;
     };
 
     /// Renders into mip `level` of `texture` through a temporary frame-buffer object.
@@ -104,6 +114,9 @@ private:
 
     /// Samples of a multisampled level: 8, or fewer where the context offers fewer.
     int mSamples = 0;
+    /// The limits of the context below, and whether they have been read.
+    GLContextLimits mLimits;
+    bool mLimitsRead = false;
     /// The context that the three frame-buffer objects above belong to.
     AEOpenGLContext::PlatformContext mFramebufferContext = nullptr;
     /// The frame-buffer objects of the other contexts that have prepared frames.

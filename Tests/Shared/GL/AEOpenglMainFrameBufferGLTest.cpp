@@ -13,6 +13,7 @@
 using namespace gl;
 using Brindel::GaussianBlur::AEOpenGLContext;
 using Brindel::GaussianBlur::AEOpenglMainFrameBuffer;
+using Brindel::GaussianBlur::GLContextLimits;
 using Brindel::GaussianBlur::Vec2;
 using Brindel::Testing::GLCallRecorder;
 using Brindel::Testing::GLTest;
@@ -278,6 +279,72 @@ TEST_F(FramebufferStack, NormalRenderContextWithASizeDrawsIntoTheMipLevelAndSets
     GLuint bottom = frames.popRenderContext();
     glDeleteTextures(1, &texture);
     glDeleteTextures(1, &bottom);
+    frames.destory();
+    EXPECT_NO_GL_ERROR();
+}
+
+TEST_F(FramebufferStack, PoppedTextureIsLeftAttachedNowhereSoThatItsDeleteFreesIt) {
+    AEOpenGLContext context(nullptr);
+    AEOpenglMainFrameBuffer frames;
+    frames.prepare(4, 4, true);
+    frames.beginDrawing();
+    GLuint texture = frames.popRenderContext();
+    // Deleting a texture detaches it only from the frame-buffer objects bound in that moment:
+    // the resolve target must not keep it, bound or not.
+    GLint resolve = 0;
+    glGetIntegerv(GL_DRAW_FRAMEBUFFER_BINDING, &resolve);
+    ASSERT_NE(0, resolve);
+    glBindFramebuffer(GL_FRAMEBUFFER, 0);
+    glDeleteTextures(1, &texture);
+    glBindFramebuffer(GL_DRAW_FRAMEBUFFER, static_cast<GLuint>(resolve));
+    GLint type = -1;
+    glGetFramebufferAttachmentParameteriv(GL_DRAW_FRAMEBUFFER, GL_COLOR_ATTACHMENT0,
+                                          GL_FRAMEBUFFER_ATTACHMENT_OBJECT_TYPE, &type);
+    EXPECT_EQ(static_cast<GLint>(GL_NONE), type);
+    frames.destory();
+    EXPECT_NO_GL_ERROR();
+}
+
+TEST_F(FramebufferStack, FrameBeyondTheContextsLimitsIsRefusedAndLeavesTheLastFrameAlone) {
+    AEOpenGLContext context(nullptr);
+    AEOpenglMainFrameBuffer frames;
+    GLCallRecorder recorder;
+    frames.prepare(4, 4, true);
+    frames.prepare(6, 2, true);
+    const GLContextLimits& limits = frames.limits();
+    // Read once for the context, not for every frame.
+    std::size_t queries = 0;
+    for (const auto& call : recorder.calls()) {
+        queries += call.function == "glGetIntegerv" && !call.parameters.empty() &&
+                   call.parameters[0] == "GL_MAX_TEXTURE_SIZE";
+    }
+    EXPECT_EQ(1u, queries);
+    EXPECT_EQ(GLContextLimits::query().maxFrameWidth(), limits.maxFrameWidth());
+
+    const long wide = limits.maxFrameWidth() + 1L;
+    const long tall = limits.maxFrameHeight() + 1L;
+    for (const auto& [w, h] : {std::pair{wide, 2L}, std::pair{6L, tall}, std::pair{wide, tall}}) {
+        recorder.clear();
+        try {
+            frames.prepare(w, h, true);
+            ADD_FAILURE() << w << "x" << h << " was accepted";
+        } catch (int code) {
+            EXPECT_EQ(AEOpenglMainFrameBuffer::kFrameTooLarge, code);
+        }
+        EXPECT_EQ(0u, recorder.names("glGenRenderbuffers").size()) << w << "x" << h;
+        EXPECT_EQ(0u, recorder.count("glDeleteFramebuffers")) << w << "x" << h;
+    }
+    EXPECT_EQ(6, frames.width());
+    EXPECT_EQ(2, frames.height());
+
+    // The frame before is still whole.
+    recorder.clear();
+    frames.prepare(6, 2, true);
+    frames.beginDrawing();
+    Paint(9, 8, 7, 255);
+    frames.endDrawing(1.0f);
+    EXPECT_EQ(0u, recorder.count("glGenFramebuffers"));
+    EXPECT_EQ(Repeat({255, 9, 8, 7}, 12), readFramebuffer(6, 2));
     frames.destory();
     EXPECT_NO_GL_ERROR();
 }
