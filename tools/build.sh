@@ -27,7 +27,7 @@ packages=(
     libglbinding-dev
     libegl-dev libegl-mesa0 libgl1-mesa-dri
     libgtest-dev libgmock-dev libbenchmark-dev
-    libopenimageio-dev
+    libopenimageio-dev libcli11-dev
 )
 
 missing=()
