@@ -3,6 +3,8 @@
 
 #include <OpenImageIO/imagebuf.h>
 
+#include <algorithm>
+
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/wait.h>
@@ -222,6 +224,7 @@ TEST_F(Aehost, BadUsageAndUnreadableInputExitWithTwoAndSayWhy) {
     for (const Case& c : cases) {
         const Result r = run(c.arguments);
         EXPECT_EQ(r.status, 2) << c.arguments;
+        EXPECT_EQ(r.out, "") << c.arguments;
         EXPECT_NE(r.err.find(c.says), std::string::npos) << c.arguments << ": " << r.err;
     }
     const Result unwritable = run("--raw 4x4 - nowhere/out.argb", RawFrame(4, 4, 1));
@@ -477,4 +480,129 @@ TEST_F(Aehost, PremultipliedFilesAreReadAndWrittenAsTheirFormatsStoreThem) {
     ASSERT_TRUE(exr.get_pixels(OIIO::ROI::All(), OIIO::TypeDesc::FLOAT, stored)) << exr.geterror();
     EXPECT_NEAR(stored[0], 0.4f, 1.0 / 255);
     EXPECT_NEAR(stored[3], 0.4f, 1.0 / 255);
+}
+
+TEST_F(Aehost, KeepsThePluginsConsoleOffStandardOutputUnlessVerbose) {
+    Result r = run("--blur 1");
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.out.find("OpenGL"), std::string::npos) << r.out;
+    EXPECT_EQ(r.err.find("OpenGL"), std::string::npos) << r.err;
+    EXPECT_EQ(std::count(r.out.begin(), r.out.end(), '\n'), 1) << r.out;
+
+    r = run("--blur 1 --verbose");
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.out.find("OpenGL"), std::string::npos) << r.out;
+    EXPECT_NE(r.err.find("OpenGL Version"), std::string::npos) << r.err;
+
+    // A usage error comes before the plug-in says anything.
+    r = run("--blur 99");
+    EXPECT_EQ(r.out, "");
+    EXPECT_EQ(r.err, "aehost: --blur 99 is outside Blur Scale's range 0 to 60\n"
+                     "try 'aehost --help'\n");
+}
+
+TEST_F(Aehost, WritesTheCardUnblurredTooAndFindsABarePluginHere) {
+    fs::copy_file(fs::path(AEHOST_PATH).parent_path() / "GaussianBlur.so", dir / "Blur.so");
+    const Result r = run("--plugin Blur.so --unblurred card.png");
+    ASSERT_EQ(r.status, 0) << r.err;
+    OIIO::ImageSpec spec;
+    const std::vector<float> card = ReadImage(dir / "card.png", spec);
+    const std::vector<float> blurred = ReadImage(dir / "blurred.png", spec);
+    EXPECT_EQ(card.size(), blurred.size());
+    EXPECT_NE(card, blurred);
+    EXPECT_NE(r.out.find("card.png"), std::string::npos) << r.out;
+}
+
+TEST_F(Aehost, RendersANumberedSequenceInOneRun) {
+    fs::create_directories(dir / "in");
+    fs::create_directories(dir / "out");
+    for (int frame = 1; frame <= 4; ++frame) {
+        char name[32];
+        std::snprintf(name, sizeof(name), "in/frame.%04d.png", frame);
+        WriteImage(dir / name, 3, 2, 3, OIIO::TypeDesc::UINT8,
+                   std::vector<float>(18, frame / 10.0f));
+    }
+    Result r = run("--report --blur 0 in/frame.%04d.png out/f.%d.png");
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.err.find("4 frames: median"), std::string::npos) << r.err;
+    OIIO::ImageSpec spec;
+    EXPECT_NEAR(ReadImage(dir / "out/f.3.png", spec)[0], 0.3f, 1.0 / 255);
+
+    fs::remove_all(dir / "out");
+    fs::create_directories(dir / "out");
+    r = run("--frames 2-3 in/frame.%04d.png out/frame.%04d.exr");
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(std::distance(fs::directory_iterator(dir / "out"), fs::directory_iterator()), 2);
+    EXPECT_TRUE(fs::exists(dir / "out/frame.0002.exr"));
+    EXPECT_TRUE(fs::exists(dir / "out/frame.0003.exr"));
+
+    // A missing frame of a range is found before any is written.
+    fs::remove_all(dir / "out");
+    fs::create_directories(dir / "out");
+    r = run("--frames 3-5 in/frame.%04d.png out/frame.%04d.png");
+    EXPECT_EQ(r.status, 2);
+    EXPECT_NE(r.err.find("in/frame.0005.png: No such file or directory"), std::string::npos)
+        << r.err;
+    EXPECT_TRUE(fs::is_empty(dir / "out"));
+}
+
+TEST_F(Aehost, OutputKeepsDepthAndWindowsAndCountsClippedPixels) {
+    // A half-float EXR whose pixels sit inside a larger display window, two
+    // of them out of 0 to 1.
+    OIIO::ImageSpec spec(2, 2, 3, OIIO::TypeDesc::HALF);
+    spec.x = 5;
+    spec.y = 7;
+    spec.full_x = 0;
+    spec.full_y = 0;
+    spec.full_width = 20;
+    spec.full_height = 10;
+    OIIO::ImageBuf image(spec);
+    const float values[12] = {0.5f, 0.5f, 0.5f, 1.5f,  0.2f, 0.2f,
+                              0.1f, 0.1f, 0.1f, -0.5f, 0.3f, 0.3f};
+    image.set_pixels(OIIO::ROI::All(), OIIO::TypeDesc::FLOAT, values);
+    ASSERT_TRUE(image.write((dir / "in.exr").string())) << image.geterror();
+
+    Result r = run("--blur 0 in.exr out.exr");
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.err.find("2 pixels held values outside 0 to 1"), std::string::npos) << r.err;
+    OIIO::ImageBuf out((dir / "out.exr").string());
+    ASSERT_TRUE(out.read()) << out.geterror();
+    EXPECT_EQ(out.nativespec().format, OIIO::TypeDesc::HALF);
+    EXPECT_EQ(out.spec().nchannels, 3);
+    EXPECT_EQ(out.spec().x, 5);
+    EXPECT_EQ(out.spec().y, 7);
+    EXPECT_EQ(out.spec().full_width, 20);
+    EXPECT_EQ(out.spec().full_height, 10);
+    float pixel[3] = {};
+    out.getpixel(6, 7, pixel, 3);
+    EXPECT_FLOAT_EQ(pixel[0], 1.0f);
+
+    // 16 bits stay 16 bits.
+    WriteImage(dir / "deep.png", 1, 1, 4, OIIO::TypeDesc::UINT16, {0.2f, 0.4f, 0.6f, 1});
+    r = run("--blur 0 deep.png out.png");
+    ASSERT_EQ(r.status, 0) << r.err;
+    OIIO::ImageBuf png((dir / "out.png").string());
+    ASSERT_TRUE(png.read()) << png.geterror();
+    EXPECT_EQ(png.nativespec().format, OIIO::TypeDesc::UINT16);
+}
+
+TEST_F(Aehost, SaysWhatTheStreamsAreAndWhy) {
+    // The size of the output frames, for the reader of the stream.
+    Result r = run("--raw 16x8 --downsample 4 - out.argb", RawFrame(16, 8, 4));
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.err.find("output frames are 4x2"), std::string::npos) << r.err;
+
+    // The operating system's reason for an image that cannot be read.
+    fs::create_directory(dir / "folder.png");
+    r = run("folder.png out.png");
+    EXPECT_EQ(r.status, 2);
+    EXPECT_NE(r.err.find("folder.png: Is a directory"), std::string::npos) << r.err;
+
+    // A closed standard output is named as such.
+    const std::string command = "cd '" + dir.string() + "' && '" + AEHOST_PATH +
+                                "' --raw 4x4 - - < /dev/zero >&- 2> stderr";
+    const int status = std::system(command.c_str());
+    EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, 2);
+    EXPECT_NE(ReadFile(dir / "stderr").find("cannot write standard output"), std::string::npos)
+        << ReadFile(dir / "stderr");
 }
