@@ -48,10 +48,10 @@ OIIO::ImageBuf ToRgba(const World& world, const ImageLayout& layout) {
     for (A_long y = 0; y < world.height(); ++y) {
         const PF_Pixel8* row = world.pixels<PF_Pixel8>(y);
         for (A_long x = 0; x < world.width(); ++x) {
-            rgba[4 * x + 0] = row[x].red / 255.0f;
-            rgba[4 * x + 1] = row[x].green / 255.0f;
-            rgba[4 * x + 2] = row[x].blue / 255.0f;
-            rgba[4 * x + 3] = row[x].alpha / 255.0f;
+            rgba[4 * x + 0] = static_cast<float>(row[x].red) / 255.0f;
+            rgba[4 * x + 1] = static_cast<float>(row[x].green) / 255.0f;
+            rgba[4 * x + 2] = static_cast<float>(row[x].blue) / 255.0f;
+            rgba[4 * x + 3] = static_cast<float>(row[x].alpha) / 255.0f;
         }
         buffer.set_pixels(
             OIIO::ROI(spec.x, spec.x + spec.width, spec.y + y, spec.y + y + 1, 0, 1, 0, 4),

@@ -66,8 +66,7 @@ protected:
                                     (pipe ? "" : " < '" + stdinFrom + "'") + " > stdout 2> stderr";
         const int status = std::system(command.c_str());
         fs::remove(in);
-        const Result result{WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(out),
-                            ReadFile(err)};
+        Result result{WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(out), ReadFile(err)};
         fs::remove(out);
         fs::remove(err);
         return result;
@@ -391,7 +390,7 @@ TEST_F(Aehost, RefusesTheSameFileAsInputAndOutput) {
 }
 
 TEST_F(Aehost, InterruptKeepsWholeFramesOnStandardOutput) {
-    constexpr size_t kFrame = 16 * 16 * 4;
+    constexpr size_t kFrame = size_t{16} * 16 * 4;
     Child child(dir, {"--raw", "16x16", "-", "-"});
     ASSERT_TRUE(child.started());
     // Two frames and half of a third: aehost waits inside the third.
@@ -403,7 +402,7 @@ TEST_F(Aehost, InterruptKeepsWholeFramesOnStandardOutput) {
 }
 
 TEST_F(Aehost, TerminationKeepsTheEarlierOutputFile) {
-    constexpr size_t kFrame = 16 * 16 * 4;
+    constexpr size_t kFrame = size_t{16} * 16 * 4;
     const std::string kept = "the output of an earlier run";
     WriteFile(dir / "out.argb", kept);
     Child child(dir, {"--raw", "16x16", "-", "out.argb"});
@@ -520,7 +519,7 @@ TEST_F(Aehost, RendersANumberedSequenceInOneRun) {
         char name[32];
         std::snprintf(name, sizeof(name), "in/frame.%04d.png", frame);
         WriteImage(dir / name, 3, 2, 3, OIIO::TypeDesc::UINT8,
-                   std::vector<float>(18, frame / 10.0f));
+                   std::vector<float>(18, static_cast<float>(frame) / 10.0f));
     }
     Result r = run("--report --blur 0 in/frame.%04d.png out/f.%d.png");
     ASSERT_EQ(r.status, 0) << r.err;

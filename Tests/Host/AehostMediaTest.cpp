@@ -101,7 +101,7 @@ protected:
                         " -frames:v 1 -f rawvideo -pix_fmt argb -y frame.argb"),
                   0);
         const std::string frame = ReadFile(dir / "frame.argb");
-        const size_t at = (45 * 160 + 80) * 4;
+        const size_t at = (size_t{45} * 160 + 80) * 4;
         if (frame.size() < at + 4) {
             return {};
         }

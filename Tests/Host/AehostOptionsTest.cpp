@@ -13,6 +13,7 @@ namespace {
 AehostOptions Parse(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), "aehost");
     std::vector<const char*> argv;
+    argv.reserve(arguments.size());
     for (const std::string& a : arguments) {
         argv.push_back(a.c_str());
     }
