@@ -94,7 +94,7 @@ std::string RawFrame(int w, int h, unsigned seed) {
     return bytes;
 }
 
-void WriteImage(const fs::path& path, int w, int h, int channels, OIIO::TypeDesc type,
+void WriteImage(const fs::path& path, int w, int h, int channels, const OIIO::TypeDesc& type,
                 const std::vector<float>& values) {
     OIIO::ImageSpec spec(w, h, channels, type);
     // Straight colour, as layers carry it.
