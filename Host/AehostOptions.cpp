@@ -59,7 +59,7 @@ void ParseFrames(const std::string& text, std::optional<long>& first, std::optio
 }
 
 // CLI11's messages, reworded to name the option the way the user typed it.
-std::string Reword(const CLI::ParseError& error, const std::vector<std::string>& extras) {
+std::string Reword(const CLI::Error& error, const std::vector<std::string>& extras) {
     const std::string what = error.what();
     if (dynamic_cast<const CLI::ExtrasError*>(&error) && !extras.empty()) {
         const std::string& first = extras.front();
@@ -164,7 +164,7 @@ AehostOptions AehostOptions::Parse(int argc, const char* const* argv) {
     }
     try {
         app.parse(argc, argv);
-    } catch (const CLI::ParseError& e) {
+    } catch (const CLI::Error& e) {
         throw UsageError(Reword(e, app.remaining()));
     }
     if (options.help || options.version) {

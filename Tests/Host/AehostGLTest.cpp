@@ -242,8 +242,9 @@ TEST_F(Aehost, PluginErrorExitsWithThreeNamingCommandAndCode) {
 TEST_F(Aehost, HelpDescribesTheInterface) {
     const Result r = run("--help");
     EXPECT_EQ(r.status, 0);
-    for (const char* option : {"--raw WxH", "--blur S", "--downsample N", "--plugin PATH",
-                               "--threads N", "--report", "exit status"}) {
+    for (const char* option :
+         {"--raw WxH", "-b, --blur S", "--downsample N", "--frames A-B", "--plugin PATH",
+          "-j, -t, --threads N", "--report", "--verbose", "--version", "exit status"}) {
         EXPECT_NE(r.out.find(option), std::string::npos) << option;
     }
 }
