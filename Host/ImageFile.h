@@ -15,17 +15,44 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-// Image files in any format OpenImageIO reads and writes, as 8-bit worlds.
+// What an output keeps of its input: channels, the bit depth as container,
+// and the data and display windows.
+struct ImageLayout {
+    int channels = 4;                  // 1 grey, 2 grey and alpha, 3 RGB, 4 RGBA
+    std::string pixelType = "uint8";   // OpenImageIO's name of the channel type
+    int x = 0, y = 0;                  // where the pixels (the data window) begin
+    int fullX = 0, fullY = 0;          // the display window
+    int fullWidth = 0, fullHeight = 0; // 0: the same as the pixels
+
+    // The layout at 1/factor of the size, for a downsampled render.
+    ImageLayout scaled(int factor) const;
+};
+
+// An image read into the 8-bit world the effect takes.
+struct Image {
+    std::unique_ptr<World> world;
+    ImageLayout layout;
+    // Pixels with a value outside 0 to 1 that the 8-bit world clipped.
+    long clippedPixels = 0;
+};
+
+// Image files in any format OpenImageIO reads and writes, as 8-bit worlds
+// of straight colour.
 class ImageFile {
 public:
-    // Reads the first image of `path` into an 8-bit world: grey is spread
-    // over red, green and blue, deeper channels are converted to 8 bits, and
-    // an image without alpha is opaque.
-    static std::unique_ptr<World> Read(const std::string& path);
+    // Reads the first image of `path`: premultiplied colour is brought to
+    // straight, grey is spread over red, green and blue, values are clipped
+    // to 8 bits, and an image without alpha is opaque.
+    static Image Read(const std::string& path);
 
-    // Writes an 8-bit world; the alpha channel is dropped for formats that
-    // cannot hold one.
-    static void Write(const std::string& path, const World& world);
+    // Writes an 8-bit world as `layout` says, in the format that
+    // `formatName`'s extension names (default: `path`'s), with alpha stored
+    // as that format stores it; formats without alpha drop it.
+    static void Write(const std::string& path, const World& world, const ImageLayout& layout = {},
+                      const std::string& formatName = "");
+
+    // Throws ImageFileError when no format is known for `path`'s extension.
+    static void CheckWritable(const std::string& path);
 
     // Scales a world down by `factor` in x and y, averaging each block of
     // pixels with their alpha as weight.

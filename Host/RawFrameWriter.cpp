@@ -1,5 +1,6 @@
 #include "RawFrameWriter.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -9,44 +10,42 @@
 
 namespace Brindel::Host {
 
-namespace {
-
-// Frames get the real standard output; what else the process prints there
-// (a plug-in's console lines) goes to standard error from now on, so that
-// it cannot corrupt the stream.
-FILE* TakeStandardOutput() {
-    std::fflush(stdout);
-    const int frames = dup(STDOUT_FILENO);
-    if (frames < 0 || dup2(STDERR_FILENO, STDOUT_FILENO) < 0) {
-        return nullptr;
+RawFrameWriter::RawFrameWriter(const std::string& path, const std::string& name)
+    : mName(name), mFd(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)),
+      mOwned(true) {
+    if (mFd < 0) {
+        throw RawStreamError("cannot write " + mName + ": " + std::strerror(errno));
     }
-    return fdopen(frames, "wb");
 }
 
-} // namespace
-
-RawFrameWriter::RawFrameWriter(const std::string& path)
-    : mName(path == "-" ? "standard output" : path),
-      mFile(path == "-" ? TakeStandardOutput() : std::fopen(path.c_str(), "wb")) {
-    if (!mFile) {
-        throw RawStreamError("cannot write " + path + ": " + std::strerror(errno));
+RawFrameWriter::RawFrameWriter(int descriptor, const std::string& name)
+    : mName(name), mFd(descriptor), mOwned(false) {
+    if (mFd < 0) {
+        throw RawStreamError("cannot write " + mName + ": " + std::strerror(EBADF));
     }
 }
 
 RawFrameWriter::~RawFrameWriter() {
-    std::fclose(mFile);
+    if (mOwned) {
+        close(mFd);
+    }
 }
 
 void RawFrameWriter::write(const World& frame) {
     const size_t rowSize = static_cast<size_t>(frame.width()) * sizeof(PF_Pixel8);
     for (A_long y = 0; y < frame.height(); ++y) {
-        if (std::fwrite(frame.row(y), 1, rowSize, mFile) != rowSize) {
-            throw RawStreamError("cannot write " + mName + ": " + std::strerror(errno));
+        const uint8_t* bytes = frame.row(y);
+        size_t done = 0;
+        while (done < rowSize) {
+            const ssize_t n = ::write(mFd, bytes + done, rowSize - done);
+            if (n < 0 && errno == EINTR) {
+                continue;
+            }
+            if (n <= 0) {
+                throw RawStreamError("cannot write " + mName + ": " + std::strerror(errno));
+            }
+            done += static_cast<size_t>(n);
         }
-    }
-    // Whole frames reach the reader as soon as they are done.
-    if (std::fflush(mFile) != 0) {
-        throw RawStreamError("cannot write " + mName + ": " + std::strerror(errno));
     }
 }
 

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstdio>
 #include <string>
 
 #include "World.h"
@@ -8,12 +7,15 @@
 namespace Brindel::Host {
 
 // Writes 8-bit worlds as raw frames (alpha, red, green, blue, rows top
-// first) to a file or to standard output ("-"). Writing to standard output
-// takes it over: the process's other output goes to standard error after.
+// first) to a file, or to a descriptor it does not own, such as the real
+// standard output. A frame once begun is written whole, signals or not.
 // Throws RawStreamError.
 class RawFrameWriter {
 public:
-    explicit RawFrameWriter(const std::string& path);
+    // Opens `path` for writing, emptying it. `name` is the one messages use.
+    RawFrameWriter(const std::string& path, const std::string& name);
+    // Writes to `descriptor`, known as `name` in messages.
+    RawFrameWriter(int descriptor, const std::string& name);
     ~RawFrameWriter();
     RawFrameWriter(const RawFrameWriter&) = delete;
     RawFrameWriter& operator=(const RawFrameWriter&) = delete;
@@ -22,7 +24,8 @@ public:
 
 private:
     std::string mName;
-    FILE* mFile;
+    int mFd;
+    bool mOwned;
 };
 
 } // namespace Brindel::Host

@@ -1,5 +1,5 @@
 // aehost: runs an effect plug-in headless, the way the host would, on image
-// files, on streams of raw frames, or on its built-in test card.
+// files and sequences, on streams of raw frames, or on its built-in test card.
 #include <malloc.h>
 #include <unistd.h>
 
@@ -13,12 +13,18 @@
 #include <string>
 #include <vector>
 
+#include "AehostChecks.h"
 #include "AehostOptions.h"
 #include "EffectHost.h"
 #include "FrameRenderer.h"
 #include "ImageFile.h"
+#include "ImageSequence.h"
+#include "Interrupt.h"
+#include "OutputFile.h"
+#include "ProgressLine.h"
 #include "RawFrameReader.h"
 #include "RawFrameWriter.h"
+#include "StandardOutput.h"
 #include "TestCard.h"
 
 using namespace Brindel::Host;
@@ -29,25 +35,27 @@ constexpr int kExitUsage = 2;
 constexpr int kExitPluginError = 3;
 constexpr const char* kTestCardOutput = "blurred.png";
 
-std::string DefaultPluginPath() {
+std::string ProgramFolder() {
     char self[4096];
     const ssize_t n = readlink("/proc/self/exe", self, sizeof(self) - 1);
     if (n <= 0) {
-        return "GaussianBlur.so";
+        return ".";
     }
     const std::string path(self, static_cast<size_t>(n));
-    return path.substr(0, path.rfind('/') + 1) + "GaussianBlur.so";
+    return path.substr(0, path.rfind('/'));
 }
 
-// Per-frame times on standard error, and their summary.
+// Per-frame times, and their summary.
 class Report {
 public:
     explicit Report(bool enabled) : mEnabled(enabled) {}
 
-    void frame(double milliseconds) {
+    void frame(double milliseconds, ProgressLine& progress) {
         mTimes.push_back(milliseconds);
         if (mEnabled) {
-            std::fprintf(stderr, "frame %zu: %.2f ms\n", mTimes.size(), milliseconds);
+            char line[64];
+            std::snprintf(line, sizeof(line), "frame %zu: %.2f ms", mTimes.size(), milliseconds);
+            progress.print(line);
         }
     }
 
@@ -68,105 +76,224 @@ private:
     std::vector<double> mTimes;
 };
 
-// A progress bar on standard error, drawn only when that is a terminal.
-class Progress {
-public:
-    explicit Progress(std::optional<long> total) : mTotal(total), mShow(isatty(STDERR_FILENO)) {}
-    ~Progress() {
-        if (mShow && mDone > 0) {
-            std::fputc('\n', stderr);
+// The plug-in, set up for a run.
+struct Session {
+    Session(const std::string& plugin, const AehostOptions& options)
+        : host(plugin), renderer(host, options.blur, options.downsample, options.threads),
+          report(options.report) {}
+
+    // Renders one picture, scaled down first at a downsample.
+    std::unique_ptr<World> render(const World& picture, int downsample, ProgressLine& progress) {
+        std::unique_ptr<World> small;
+        if (downsample > 1) {
+            small = ImageFile::Downsample(picture, downsample);
         }
+        World& input = small ? *small : const_cast<World&>(picture);
+        auto output = std::make_unique<World>(input.width(), input.height(), PF_PixelFormat_ARGB32);
+        report.frame(renderer.render(input, *output), progress);
+        return output;
     }
 
-    void step() {
-        ++mDone;
-        if (!mShow) {
-            return;
-        }
-        if (mTotal && *mTotal > 0) {
-            constexpr int kWidth = 30;
-            const int filled = static_cast<int>(kWidth * std::min(mDone, *mTotal) / *mTotal);
-            std::fprintf(stderr, "\r[%s%s] %ld/%ld", std::string(filled, '#').c_str(),
-                         std::string(kWidth - filled, ' ').c_str(), mDone, *mTotal);
-        } else {
-            std::fprintf(stderr, "\r%ld frames", mDone);
-        }
-        std::fflush(stderr);
-    }
-
-private:
-    std::optional<long> mTotal;
-    bool mShow;
-    long mDone = 0;
+    EffectHost host;
+    FrameRenderer renderer;
+    Report report;
 };
 
-// Renders one picture, scaled down first at a downsample.
-std::unique_ptr<World> RenderPicture(FrameRenderer& renderer, Report& report,
-                                     std::unique_ptr<World> input, int downsample) {
-    if (downsample > 1) {
-        input = ImageFile::Downsample(*input, downsample);
+void WarnClipped(const std::string& path, long pixels, ProgressLine& progress) {
+    if (pixels > 0) {
+        progress.print("aehost: warning: " + path + ": " + std::to_string(pixels) + " pixel" +
+                       (pixels == 1 ? "" : "s") +
+                       " held values outside 0 to 1, clipped to the effect's 8 bits a channel");
     }
-    auto output = std::make_unique<World>(input->width(), input->height(), PF_PixelFormat_ARGB32);
-    report.frame(renderer.render(*input, *output));
-    return output;
 }
 
-void RenderRaw(FrameRenderer& renderer, Report& report, const AehostOptions& options,
-               RawFrameReader& reader, RawFrameWriter& writer) {
-    World frame(options.rawWidth, options.rawHeight, PF_PixelFormat_ARGB32);
+bool ShowBar() {
+    return isatty(STDERR_FILENO);
+}
+
+int RunRaw(const AehostOptions& options, const std::string& plugin,
+           const StandardOutput& standardOutput) {
+    RawFrameReader reader(options.input, options.rawWidth, options.rawHeight,
+                          Interrupt::WakeDescriptor());
+    const bool toStandardOutput = options.output == "-";
+    if (toStandardOutput) {
+        if (!standardOutput.stream()) {
+            throw UsageError("cannot write standard output: it is closed");
+        }
+        if (standardOutput.isTerminal()) {
+            throw UsageError("standard output is a terminal, not a place for raw frames: "
+                             "redirect it to a file or a pipe");
+        }
+    } else {
+        AehostChecks::CheckOutput(options.output);
+        if (options.input != "-") {
+            AehostChecks::CheckDistinct(options.input, options.output);
+        }
+    }
     const int factor = options.downsample;
     const A_long width = std::max(1, options.rawWidth / factor);
     const A_long height = std::max(1, options.rawHeight / factor);
+    if (factor > 1) {
+        // The reader of the output needs its size.
+        std::fprintf(stderr, "aehost: output frames are %dx%d (--downsample %d)\n", width, height,
+                     factor);
+    }
+
+    Session session(plugin, options);
+    std::optional<OutputFile> file;
+    std::unique_ptr<RawFrameWriter> writer;
+    if (toStandardOutput) {
+        writer = std::make_unique<RawFrameWriter>(standardOutput.descriptor(), "standard output");
+    } else {
+        file.emplace(options.output);
+        writer = std::make_unique<RawFrameWriter>(file->path(), options.output);
+    }
+    World frame(options.rawWidth, options.rawHeight, PF_PixelFormat_ARGB32);
     World output(width, height, PF_PixelFormat_ARGB32);
-    Progress progress(reader.frameCount());
+    ProgressLine progress(stderr, ShowBar(), reader.frameCount());
     // One frame at a time: memory stays the same however long the stream.
-    while (reader.read(frame)) {
+    while (!Interrupt::Signal() && reader.read(frame)) {
         if (factor > 1) {
             std::unique_ptr<World> small = ImageFile::Downsample(frame, factor);
-            report.frame(renderer.render(*small, output));
+            session.report.frame(session.renderer.render(*small, output), progress);
         } else {
-            report.frame(renderer.render(frame, output));
+            session.report.frame(session.renderer.render(frame, output), progress);
         }
-        writer.write(output);
+        writer->write(output);
         progress.step();
     }
+    progress.finish();
+    if (Interrupt::Signal()) {
+        return Interrupt::ExitStatus();
+    }
+    if (reader.framesRead() == 0) {
+        std::fprintf(stderr, "aehost: warning: %s held no frame of %dx%d\n", reader.name().c_str(),
+                     options.rawWidth, options.rawHeight);
+        return kExitUsage;
+    }
+    session.renderer.finish();
+    writer.reset();
+    if (file) {
+        file->commit();
+    }
+    session.report.summary();
+    return 0;
 }
 
-int Run(const AehostOptions& options) {
-    // Streams open before the plug-in loads: it prints to standard output.
-    std::unique_ptr<RawFrameReader> reader;
-    std::unique_ptr<RawFrameWriter> writer;
-    if (options.mode == AehostOptions::Mode::Raw) {
-        reader =
-            std::make_unique<RawFrameReader>(options.input, options.rawWidth, options.rawHeight);
-        writer = std::make_unique<RawFrameWriter>(options.output);
-    }
-    EffectHost host(options.pluginPath.empty() ? DefaultPluginPath() : options.pluginPath);
-    FrameRenderer renderer(host, options.blur, options.downsample, options.threads);
-    Report report(options.report);
+int RunImage(const AehostOptions& options, const std::string& plugin) {
+    Image image = ImageFile::Read(options.input);
+    AehostChecks::CheckOutput(options.output);
+    ImageFile::CheckWritable(options.output);
+    AehostChecks::CheckDistinct(options.input, options.output);
 
+    Session session(plugin, options);
+    ProgressLine progress(stderr, false, std::nullopt);
+    WarnClipped(options.input, image.clippedPixels, progress);
+    std::unique_ptr<World> output = session.render(*image.world, options.downsample, progress);
+    if (Interrupt::Signal()) {
+        return Interrupt::ExitStatus();
+    }
+    OutputFile file(options.output);
+    ImageFile::Write(file.path(), *output, image.layout.scaled(options.downsample), options.output);
+    session.renderer.finish();
+    file.commit();
+    session.report.summary();
+    return 0;
+}
+
+int RunSequence(const AehostOptions& options, const std::string& plugin) {
+    std::optional<ImageSequence> in, out;
+    try {
+        in.emplace(options.input);
+        out.emplace(options.output);
+    } catch (const std::invalid_argument& e) {
+        throw UsageError(e.what());
+    }
+    const std::vector<long> frames = in->frames(options.firstFrame, options.lastFrame);
+    if (frames.empty()) {
+        throw UsageError("cannot read " + options.input + ": no file matches it");
+    }
+    for (long frame : frames) {
+        AehostChecks::CheckInput(in->name(frame));
+        AehostChecks::CheckOutput(out->name(frame));
+        AehostChecks::CheckDistinct(in->name(frame), out->name(frame));
+    }
+    ImageFile::CheckWritable(out->name(frames.front()));
+
+    // One plug-in session for the whole sequence, as the host renders a clip.
+    Session session(plugin, options);
+    ProgressLine progress(stderr, ShowBar(), static_cast<long>(frames.size()));
+    for (long frame : frames) {
+        if (Interrupt::Signal()) {
+            // The frames written so far are whole files; the rest are not begun.
+            return Interrupt::ExitStatus();
+        }
+        Image image = ImageFile::Read(in->name(frame));
+        WarnClipped(in->name(frame), image.clippedPixels, progress);
+        std::unique_ptr<World> output = session.render(*image.world, options.downsample, progress);
+        OutputFile file(out->name(frame));
+        ImageFile::Write(file.path(), *output, image.layout.scaled(options.downsample),
+                         out->name(frame));
+        file.commit();
+        progress.step();
+    }
+    progress.finish();
+    session.renderer.finish();
+    session.report.summary();
+    return 0;
+}
+
+int RunTestCard(const AehostOptions& options, const std::string& plugin,
+                const StandardOutput& standardOutput) {
+    AehostChecks::CheckOutput(kTestCardOutput);
+    if (!options.unblurredCard.empty()) {
+        AehostChecks::CheckOutput(options.unblurredCard);
+        ImageFile::CheckWritable(options.unblurredCard);
+    }
+    Session session(plugin, options);
+    ProgressLine progress(stderr, false, std::nullopt);
+    const std::unique_ptr<World> card = TestCard::Draw();
+    std::unique_ptr<World> output = session.render(*card, options.downsample, progress);
+    if (Interrupt::Signal()) {
+        return Interrupt::ExitStatus();
+    }
+    OutputFile blurred(kTestCardOutput);
+    ImageFile::Write(blurred.path(), *output, {}, kTestCardOutput);
+    std::optional<OutputFile> unblurred;
+    if (!options.unblurredCard.empty()) {
+        unblurred.emplace(options.unblurredCard);
+        ImageFile::Write(unblurred->path(), *card, {}, options.unblurredCard);
+    }
+    session.renderer.finish();
+    blurred.commit();
+    if (unblurred) {
+        unblurred->commit();
+    }
+    session.report.summary();
+    if (FILE* out = standardOutput.stream()) {
+        std::fprintf(out, "wrote the test card, blurred by %g, to %s\n", options.blur,
+                     std::filesystem::absolute(kTestCardOutput).c_str());
+        if (unblurred) {
+            std::fprintf(out, "wrote the test card before the blur to %s\n",
+                         std::filesystem::absolute(options.unblurredCard).c_str());
+        }
+        std::fflush(out);
+    }
+    return 0;
+}
+
+int Run(const AehostOptions& options, const StandardOutput& standardOutput) {
+    const std::string plugin = AehostChecks::PluginPath(options.pluginPath, ProgramFolder());
     switch (options.mode) {
     case AehostOptions::Mode::Raw:
-        RenderRaw(renderer, report, options, *reader, *writer);
-        break;
-    case AehostOptions::Mode::Image: {
-        std::unique_ptr<World> output =
-            RenderPicture(renderer, report, ImageFile::Read(options.input), options.downsample);
-        ImageFile::Write(options.output, *output);
-        break;
+        return RunRaw(options, plugin, standardOutput);
+    case AehostOptions::Mode::Image:
+        return ImageSequence::IsPattern(options.input) ? RunSequence(options, plugin)
+                                                       : RunImage(options, plugin);
+    case AehostOptions::Mode::TestCard:
+        return RunTestCard(options, plugin, standardOutput);
     }
-    case AehostOptions::Mode::TestCard: {
-        std::unique_ptr<World> output =
-            RenderPicture(renderer, report, TestCard::Draw(), options.downsample);
-        ImageFile::Write(kTestCardOutput, *output);
-        std::printf("wrote the test card, blurred by %g, to %s\n", options.blur,
-                    std::filesystem::absolute(kTestCardOutput).c_str());
-        break;
-    }
-    }
-    renderer.finish();
-    report.summary();
-    return 0;
+    return kExitUsage;
 }
 
 } // namespace
@@ -184,21 +311,25 @@ int main(int argc, char** argv) {
     try {
         options = AehostOptions::Parse(argc, argv);
     } catch (const UsageError& e) {
-        std::fprintf(stderr, "aehost: %s\n%s", e.what(), AehostOptions::Usage());
+        std::fprintf(stderr, "aehost: %s\ntry 'aehost --help'\n", e.what());
         return kExitUsage;
     }
-    if (options.help) {
-        std::fputs(AehostOptions::Usage(), stdout);
-        return 0;
+    if (options.help || options.version) {
+        std::fputs(options.help ? AehostOptions::Usage() : AehostOptions::Version(), stdout);
+        return std::fflush(stdout) == 0 ? 0 : kExitUsage;
     }
+    // The plug-in prints to standard output; frames and aehost's own lines
+    // keep the real one.
+    const StandardOutput standardOutput(options.verbose);
+    const Interrupt interrupt;
     try {
-        return Run(options);
+        return Run(options, standardOutput);
     } catch (const PluginError& e) {
         std::fprintf(stderr, "aehost: the plug-in failed: %s\n", e.what());
         return kExitPluginError;
     } catch (const std::exception& e) {
         // Unreadable input, unwritable output, a plug-in that will not load.
         std::fprintf(stderr, "aehost: %s\n", e.what());
-        return kExitUsage;
+        return Interrupt::Signal() ? Interrupt::ExitStatus() : kExitUsage;
     }
 }

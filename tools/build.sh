@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Sets up a Debian 12 machine, builds the project and runs one of its jobs.
 #
-#   tools/build.sh run    build, then blur the built-in test card into blurred.png
+#   tools/build.sh run    build, then write the built-in test card and its blurred form to
+#                         docs/testcard.png and docs/blurred.png, the README's pictures
 #   tools/build.sh test   build, then run every test (unit and GL) with ctest, and the
 #                         thread helpers' tests again under ThreadSanitizer
 #
@@ -27,7 +28,8 @@ packages=(
     libglbinding-dev
     libegl-dev libegl-mesa0 libgl1-mesa-dri
     libgtest-dev libgmock-dev libbenchmark-dev
-    libopenimageio-dev
+    libopenimageio-dev libcli11-dev
+    ffmpeg
 )
 
 missing=()
@@ -46,7 +48,11 @@ cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo
 cmake --build "$build" -j "$jobs"
 
 case "$job" in
-run) "$build/bin/aehost" ;;
+run)
+    mkdir -p "$root/docs"
+    cd "$root/docs"
+    "$build/bin/aehost" --unblurred testcard.png
+    ;;
 test)
     ctest --test-dir "$build" --output-on-failure -j "$jobs"
     # The thread helpers once more under ThreadSanitizer: any report stops the

@@ -3,18 +3,25 @@
 
 #include <OpenImageIO/imagebuf.h>
 
+#include <algorithm>
+
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <random>
+#include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace fs = std::filesystem;
@@ -48,13 +55,31 @@ protected:
     }
     void TearDown() override { fs::remove_all(dir); }
 
-    Result run(const std::string& arguments, const std::string& input = "") {
+    // Standard input is a file that holds `input`, or that file through a
+    // pipe when `stdinFrom` is "|", or else the file `stdinFrom`.
+    Result run(const std::string& arguments, const std::string& input = "",
+               const std::string& stdinFrom = "stdin") {
         const fs::path in = dir / "stdin", out = dir / "stdout", err = dir / "stderr";
         WriteFile(in, input);
-        const std::string command = "cd '" + dir.string() + "' && '" + AEHOST_PATH + "' " +
-                                    arguments + " < stdin > stdout 2> stderr";
+        const bool pipe = stdinFrom == "|";
+        const std::string command = "cd '" + dir.string() + "' && " + (pipe ? "cat stdin | " : "") +
+                                    "timeout 60 '" + AEHOST_PATH + "' " + arguments +
+                                    (pipe ? "" : " < '" + stdinFrom + "'") + " > stdout 2> stderr";
         const int status = std::system(command.c_str());
-        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(out), ReadFile(err)};
+        fs::remove(in);
+        Result result{WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(out), ReadFile(err)};
+        fs::remove(out);
+        fs::remove(err);
+        return result;
+    }
+
+    // The names in the test's folder.
+    std::set<std::string> files() const {
+        std::set<std::string> names;
+        for (const fs::directory_entry& entry : fs::directory_iterator(dir)) {
+            names.insert(entry.path().filename().string());
+        }
+        return names;
     }
 
     fs::path dir;
@@ -98,7 +123,7 @@ std::string RawFrame(int w, int h, unsigned seed) {
     return bytes;
 }
 
-void WriteImage(const fs::path& path, int w, int h, int channels, OIIO::TypeDesc type,
+void WriteImage(const fs::path& path, int w, int h, int channels, const OIIO::TypeDesc& type,
                 const std::vector<float>& values) {
     OIIO::ImageSpec spec(w, h, channels, type);
     // Straight colour, as layers carry it.
@@ -146,15 +171,19 @@ TEST_F(Aehost, ImageFilesKeepSizeAndAlphaAndTakeDeepInput) {
     EXPECT_NEAR(out[4], 1.0f, 1.0 / 255);
     EXPECT_NEAR(out[7], 128 / 255.0, 0.5 / 255);
 
-    // No alpha: opaque. Grey is spread over the colours.
+    // Grey stays grey, and RGB stays RGB, without an alpha of their own.
     WriteImage(dir / "grey.exr", 1, 1, 1, OIIO::TypeDesc::HALF, {0.5f});
     r = run("--blur 0 grey.exr out.png");
     ASSERT_EQ(r.status, 0) << r.err;
     out = ReadImage(dir / "out.png", spec);
-    ASSERT_EQ(spec.nchannels, 4);
+    ASSERT_EQ(spec.nchannels, 1);
     EXPECT_NEAR(out[0], 0.5f, 1.0 / 255);
-    EXPECT_EQ(out[1], out[0]);
-    EXPECT_EQ(out[3], 1.0f);
+    WriteImage(dir / "rgb.png", 1, 1, 3, OIIO::TypeDesc::UINT8, {0.2f, 0.4f, 0.6f});
+    r = run("--blur 0 rgb.png out.png");
+    ASSERT_EQ(r.status, 0) << r.err;
+    out = ReadImage(dir / "out.png", spec);
+    ASSERT_EQ(spec.nchannels, 3);
+    EXPECT_NEAR(out[2], 0.6f, 1.0 / 255);
 
     // A format without alpha is written without it.
     r = run("in.png out.jpg");
@@ -185,7 +214,7 @@ TEST_F(Aehost, RawFramesStreamThroughStandardInputAndOutput) {
 
 TEST_F(Aehost, TruncatedRawStreamNamesTheFrameAfterWritingTheWholeOnes) {
     const std::string frame = RawFrame(4, 4, 5);
-    const Result r = run("--raw 4x4 - -", frame + frame + frame.substr(0, 10));
+    const Result r = run("--raw 4x4 - -", frame + frame + frame.substr(0, 10), "|");
     EXPECT_EQ(r.status, 2);
     EXPECT_NE(r.err.find("frame 3"), std::string::npos) << r.err;
     EXPECT_NE(r.err.find("10 of 64 bytes"), std::string::npos) << r.err;
@@ -223,6 +252,7 @@ TEST_F(Aehost, BadUsageAndUnreadableInputExitWithTwoAndSayWhy) {
     for (const Case& c : cases) {
         const Result r = run(c.arguments);
         EXPECT_EQ(r.status, 2) << c.arguments;
+        EXPECT_EQ(r.out, "") << c.arguments;
         EXPECT_NE(r.err.find(c.says), std::string::npos) << c.arguments << ": " << r.err;
     }
     const Result unwritable = run("--raw 4x4 - nowhere/out.argb", RawFrame(4, 4, 1));
@@ -241,8 +271,9 @@ TEST_F(Aehost, PluginErrorExitsWithThreeNamingCommandAndCode) {
 TEST_F(Aehost, HelpDescribesTheInterface) {
     const Result r = run("--help");
     EXPECT_EQ(r.status, 0);
-    for (const char* option : {"--raw WxH", "--blur S", "--downsample N", "--plugin PATH",
-                               "--threads N", "--report", "exit status"}) {
+    for (const char* option :
+         {"--raw WxH", "-b, --blur S", "--downsample N", "--frames A-B", "--plugin PATH",
+          "-j, -t, --threads N", "--report", "--verbose", "--version", "exit status"}) {
         EXPECT_NE(r.out.find(option), std::string::npos) << option;
     }
 }
@@ -302,4 +333,356 @@ TEST_F(Aehost, FrameLargerThanTheContextHoldsIsRefusedNamingSizeAndLimit) {
     EXPECT_NE(r.err.find("32767x1"), std::string::npos) << r.err;
     EXPECT_NE(r.err.find("at most "), std::string::npos) << r.err;
     EXPECT_TRUE(r.out.empty()) << "nothing was rendered";
+}
+
+namespace {
+
+// aehost running in the background, fed and read through pipes.
+class Child {
+public:
+    Child(const fs::path& dir, const std::vector<std::string>& arguments) {
+        int in[2], out[2];
+        if (pipe(in) != 0 || pipe(out) != 0) {
+            return;
+        }
+        mPid = fork();
+        if (mPid == 0) {
+            dup2(in[0], STDIN_FILENO);
+            dup2(out[1], STDOUT_FILENO);
+            const int null = open("/dev/null", O_WRONLY);
+            dup2(null, STDERR_FILENO);
+            for (int fd : {in[0], in[1], out[0], out[1], null}) {
+                close(fd);
+            }
+            std::vector<char*> argv{const_cast<char*>(AEHOST_PATH)};
+            for (const std::string& a : arguments) {
+                argv.push_back(const_cast<char*>(a.c_str()));
+            }
+            argv.push_back(nullptr);
+            if (chdir(dir.c_str()) == 0) {
+                execv(AEHOST_PATH, argv.data());
+            }
+            _exit(127);
+        }
+        close(in[0]);
+        close(out[1]);
+        mIn = in[1];
+        mOut = out[0];
+    }
+    ~Child() {
+        closeInput();
+        if (mOut >= 0) {
+            close(mOut);
+        }
+        if (mPid > 0) {
+            kill(mPid, SIGKILL);
+            waitpid(mPid, nullptr, 0);
+        }
+    }
+    Child(const Child&) = delete;
+    Child& operator=(const Child&) = delete;
+
+    bool started() const { return mPid > 0; }
+    void send(const std::string& bytes) const {
+        ASSERT_EQ(write(mIn, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+    }
+    void closeInput() {
+        if (mIn >= 0) {
+            close(mIn);
+            mIn = -1;
+        }
+    }
+    // Reads standard output until it holds `size` bytes or ends; waits no
+    // longer than a minute for each piece.
+    std::string receive(size_t size = SIZE_MAX) const {
+        std::string bytes;
+        char buffer[65536];
+        while (bytes.size() < size) {
+            pollfd ready{mOut, POLLIN, 0};
+            if (poll(&ready, 1, 60000) <= 0) {
+                break;
+            }
+            const ssize_t n = read(mOut, buffer, std::min(sizeof(buffer), size - bytes.size()));
+            if (n <= 0) {
+                break;
+            }
+            bytes.append(buffer, static_cast<size_t>(n));
+        }
+        return bytes;
+    }
+    void signal(int number) const { kill(mPid, number); }
+    // The exit status, or -1 after death by a signal or a minute's wait.
+    int wait() {
+        for (int i = 0; i < 600; ++i) {
+            int status = 0;
+            if (waitpid(mPid, &status, WNOHANG) == mPid) {
+                mPid = -1;
+                return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        }
+        return -1;
+    }
+
+private:
+    pid_t mPid = -1;
+    int mIn = -1;
+    int mOut = -1;
+};
+
+} // namespace
+
+TEST_F(Aehost, FailedRunLeavesTheOutputAsItWas) {
+    WriteFile(dir / "in.argb", RawFrame(64, 64, 1));
+    fs::create_directory(dir / "folder");
+    const std::string kept = "the output of an earlier run";
+    struct Case {
+        std::string arguments;
+        std::string output;
+    };
+    const std::vector<Case> cases = {
+        {"--raw 64x64 --blur 61 in.argb keep.argb", "keep.argb"},
+        {"--raw 64x64 --plugin /etc/passwd in.argb keep.argb", "keep.argb"},
+        {"--raw 64x64 folder keep.argb", "keep.argb"},
+        {"folder keep.png", "keep.png"},
+    };
+    for (const Case& c : cases) {
+        WriteFile(dir / c.output, kept);
+        const Result r = run(c.arguments);
+        EXPECT_EQ(r.status, 2) << c.arguments << ": " << r.err;
+        EXPECT_EQ(ReadFile(dir / c.output), kept) << c.arguments;
+        EXPECT_EQ(files(), (std::set<std::string>{"in.argb", "folder", c.output})) << c.arguments;
+        fs::remove(dir / c.output);
+    }
+}
+
+TEST_F(Aehost, RefusesTheSameFileAsInputAndOutput) {
+    const std::string frame = RawFrame(8, 8, 2);
+    WriteFile(dir / "same.argb", frame);
+    fs::create_symlink("same.argb", dir / "link.argb");
+    for (const char* arguments :
+         {"--raw 8x8 same.argb same.argb", "--raw 8x8 same.argb ./same.argb",
+          "--raw 8x8 link.argb same.argb"}) {
+        const Result r = run(arguments);
+        EXPECT_EQ(r.status, 2) << arguments;
+        EXPECT_NE(r.err.find("same file"), std::string::npos) << arguments << ": " << r.err;
+        EXPECT_TRUE(ReadFile(dir / "same.argb") == frame) << arguments;
+    }
+}
+
+TEST_F(Aehost, InterruptKeepsWholeFramesOnStandardOutput) {
+    constexpr size_t kFrame = size_t{16} * 16 * 4;
+    Child child(dir, {"--raw", "16x16", "-", "-"});
+    ASSERT_TRUE(child.started());
+    // Two frames and half of a third: aehost waits inside the third.
+    child.send(RawFrame(16, 16, 1) + RawFrame(16, 16, 2) + RawFrame(16, 16, 3).substr(0, 300));
+    ASSERT_EQ(child.receive(2 * kFrame).size(), 2 * kFrame);
+    child.signal(SIGINT);
+    EXPECT_EQ(child.receive().size(), 0u);
+    EXPECT_EQ(child.wait(), 130);
+}
+
+TEST_F(Aehost, TerminationKeepsTheEarlierOutputFile) {
+    constexpr size_t kFrame = size_t{16} * 16 * 4;
+    const std::string kept = "the output of an earlier run";
+    WriteFile(dir / "out.argb", kept);
+    Child child(dir, {"--raw", "16x16", "-", "out.argb"});
+    ASSERT_TRUE(child.started());
+    child.send(RawFrame(16, 16, 1) + RawFrame(16, 16, 2).substr(0, 100));
+    // Wait until the first frame is written somewhere in the folder.
+    bool written = false;
+    for (int i = 0; i < 600 && !written; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        for (const fs::directory_entry& entry : fs::directory_iterator(dir)) {
+            written = written || (entry.is_regular_file() && entry.file_size() >= kFrame);
+        }
+    }
+    ASSERT_TRUE(written);
+    child.signal(SIGTERM);
+    EXPECT_EQ(child.wait(), 143);
+    EXPECT_TRUE(ReadFile(dir / "out.argb") == kept);
+    EXPECT_EQ(files(), std::set<std::string>{"out.argb"});
+}
+
+TEST_F(Aehost, RefusesAStreamThatDoesNotFitTheFrameSize) {
+    // Two and a half frames in a file: refused before any frame is written.
+    const std::string frame = RawFrame(64, 64, 3);
+    WriteFile(dir / "in.argb", frame + frame + frame.substr(0, frame.size() / 2));
+    Result r = run("--raw 64x64 in.argb out.argb");
+    EXPECT_EQ(r.status, 2);
+    EXPECT_NE(r.err.find("the file holds 2.5 frames of 64x64; check --raw WxH"), std::string::npos)
+        << r.err;
+    EXPECT_FALSE(fs::exists(dir / "out.argb"));
+
+    // An empty stream: a warning and a failure.
+    r = run("--raw 64x64 - out.argb");
+    EXPECT_NE(r.status, 0);
+    EXPECT_NE(r.err.find("no frame"), std::string::npos) << r.err;
+
+    // A terminal is no stream of frames.
+    const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
+    ASSERT_GE(terminal, 0);
+    ASSERT_EQ(grantpt(terminal), 0);
+    ASSERT_EQ(unlockpt(terminal), 0);
+    r = run("--raw 64x64 - out.argb", "", ptsname(terminal));
+    close(terminal);
+    EXPECT_EQ(r.status, 2);
+    EXPECT_NE(r.err.find("terminal"), std::string::npos) << r.err;
+    EXPECT_FALSE(fs::exists(dir / "out.argb"));
+}
+
+TEST_F(Aehost, PremultipliedFilesAreReadAndWrittenAsTheirFormatsStoreThem) {
+    // Straight half-transparent red, as OpenImageIO stores it premultiplied:
+    // in an EXR, and in a TIFF with associated alpha.
+    for (const char* name : {"in.exr", "in.tif"}) {
+        OIIO::ImageSpec spec(1, 1, 4, OIIO::TypeDesc::FLOAT);
+        spec.alpha_channel = 3;
+        OIIO::ImageBuf image(spec);
+        const float premultiplied[4] = {0.5f, 0.0f, 0.0f, 0.5f};
+        image.set_pixels(OIIO::ROI::All(), OIIO::TypeDesc::FLOAT, premultiplied);
+        ASSERT_TRUE(image.write((dir / name).string())) << image.geterror();
+
+        const Result r = run(std::string("--blur 0 ") + name + " out.png");
+        ASSERT_EQ(r.status, 0) << r.err;
+        OIIO::ImageSpec outSpec;
+        const std::vector<float> out = ReadImage(dir / "out.png", outSpec);
+        ASSERT_EQ(out.size(), 4u);
+        EXPECT_NEAR(out[0], 1.0f, 1.0 / 255) << name;
+        EXPECT_NEAR(out[3], 0.5f, 1.0 / 255) << name;
+    }
+
+    // And back: straight colour from a PNG goes premultiplied into an EXR.
+    WriteImage(dir / "in.png", 1, 1, 4, OIIO::TypeDesc::UINT8, {1, 0, 0, 0.4f});
+    const Result r = run("--blur 0 in.png out.exr");
+    ASSERT_EQ(r.status, 0) << r.err;
+    OIIO::ImageBuf exr((dir / "out.exr").string());
+    float stored[4] = {};
+    ASSERT_TRUE(exr.get_pixels(OIIO::ROI::All(), OIIO::TypeDesc::FLOAT, stored)) << exr.geterror();
+    EXPECT_NEAR(stored[0], 0.4f, 1.0 / 255);
+    EXPECT_NEAR(stored[3], 0.4f, 1.0 / 255);
+}
+
+TEST_F(Aehost, KeepsThePluginsConsoleOffStandardOutputUnlessVerbose) {
+    Result r = run("--blur 1");
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.out.find("OpenGL"), std::string::npos) << r.out;
+    EXPECT_EQ(r.err.find("OpenGL"), std::string::npos) << r.err;
+    EXPECT_EQ(std::count(r.out.begin(), r.out.end(), '\n'), 1) << r.out;
+
+    r = run("--blur 1 --verbose");
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.out.find("OpenGL"), std::string::npos) << r.out;
+    EXPECT_NE(r.err.find("OpenGL Version"), std::string::npos) << r.err;
+
+    // A usage error comes before the plug-in says anything.
+    r = run("--blur 99");
+    EXPECT_EQ(r.out, "");
+    EXPECT_EQ(r.err, "aehost: --blur 99 is outside Blur Scale's range 0 to 60\n"
+                     "try 'aehost --help'\n");
+}
+
+TEST_F(Aehost, WritesTheCardUnblurredTooAndFindsABarePluginHere) {
+    fs::copy_file(fs::path(AEHOST_PATH).parent_path() / "GaussianBlur.so", dir / "Blur.so");
+    const Result r = run("--plugin Blur.so --unblurred card.png");
+    ASSERT_EQ(r.status, 0) << r.err;
+    OIIO::ImageSpec spec;
+    const std::vector<float> card = ReadImage(dir / "card.png", spec);
+    const std::vector<float> blurred = ReadImage(dir / "blurred.png", spec);
+    EXPECT_EQ(card.size(), blurred.size());
+    EXPECT_NE(card, blurred);
+    EXPECT_NE(r.out.find("card.png"), std::string::npos) << r.out;
+}
+
+TEST_F(Aehost, RendersANumberedSequenceInOneRun) {
+    fs::create_directories(dir / "in");
+    fs::create_directories(dir / "out");
+    for (int frame = 1; frame <= 4; ++frame) {
+        char name[32];
+        std::snprintf(name, sizeof(name), "in/frame.%04d.png", frame);
+        WriteImage(dir / name, 3, 2, 3, OIIO::TypeDesc::UINT8,
+                   std::vector<float>(18, static_cast<float>(frame) / 10.0f));
+    }
+    Result r = run("--report --blur 0 in/frame.%04d.png out/f.%d.png");
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.err.find("4 frames: median"), std::string::npos) << r.err;
+    OIIO::ImageSpec spec;
+    EXPECT_NEAR(ReadImage(dir / "out/f.3.png", spec)[0], 0.3f, 1.0 / 255);
+
+    fs::remove_all(dir / "out");
+    fs::create_directories(dir / "out");
+    r = run("--frames 2-3 in/frame.%04d.png out/frame.%04d.exr");
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(std::distance(fs::directory_iterator(dir / "out"), fs::directory_iterator()), 2);
+    EXPECT_TRUE(fs::exists(dir / "out/frame.0002.exr"));
+    EXPECT_TRUE(fs::exists(dir / "out/frame.0003.exr"));
+
+    // A missing frame of a range is found before any is written.
+    fs::remove_all(dir / "out");
+    fs::create_directories(dir / "out");
+    r = run("--frames 3-5 in/frame.%04d.png out/frame.%04d.png");
+    EXPECT_EQ(r.status, 2);
+    EXPECT_NE(r.err.find("in/frame.0005.png: No such file or directory"), std::string::npos)
+        << r.err;
+    EXPECT_TRUE(fs::is_empty(dir / "out"));
+}
+
+TEST_F(Aehost, OutputKeepsDepthAndWindowsAndCountsClippedPixels) {
+    // A half-float EXR whose pixels sit inside a larger display window, two
+    // of them out of 0 to 1.
+    OIIO::ImageSpec spec(2, 2, 3, OIIO::TypeDesc::HALF);
+    spec.x = 5;
+    spec.y = 7;
+    spec.full_x = 0;
+    spec.full_y = 0;
+    spec.full_width = 20;
+    spec.full_height = 10;
+    OIIO::ImageBuf image(spec);
+    const float values[12] = {0.5f, 0.5f, 0.5f, 1.5f,  0.2f, 0.2f,
+                              0.1f, 0.1f, 0.1f, -0.5f, 0.3f, 0.3f};
+    image.set_pixels(OIIO::ROI::All(), OIIO::TypeDesc::FLOAT, values);
+    ASSERT_TRUE(image.write((dir / "in.exr").string())) << image.geterror();
+
+    Result r = run("--blur 0 in.exr out.exr");
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.err.find("2 pixels held values outside 0 to 1"), std::string::npos) << r.err;
+    OIIO::ImageBuf out((dir / "out.exr").string());
+    ASSERT_TRUE(out.read()) << out.geterror();
+    EXPECT_EQ(out.nativespec().format, OIIO::TypeDesc::HALF);
+    EXPECT_EQ(out.spec().nchannels, 3);
+    EXPECT_EQ(out.spec().x, 5);
+    EXPECT_EQ(out.spec().y, 7);
+    EXPECT_EQ(out.spec().full_width, 20);
+    EXPECT_EQ(out.spec().full_height, 10);
+    float pixel[3] = {};
+    out.getpixel(6, 7, pixel, 3);
+    EXPECT_FLOAT_EQ(pixel[0], 1.0f);
+
+    // 16 bits stay 16 bits.
+    WriteImage(dir / "deep.png", 1, 1, 4, OIIO::TypeDesc::UINT16, {0.2f, 0.4f, 0.6f, 1});
+    r = run("--blur 0 deep.png out.png");
+    ASSERT_EQ(r.status, 0) << r.err;
+    OIIO::ImageBuf png((dir / "out.png").string());
+    ASSERT_TRUE(png.read()) << png.geterror();
+    EXPECT_EQ(png.nativespec().format, OIIO::TypeDesc::UINT16);
+}
+
+TEST_F(Aehost, SaysWhatTheStreamsAreAndWhy) {
+    // The size of the output frames, for the reader of the stream.
+    Result r = run("--raw 16x8 --downsample 4 - out.argb", RawFrame(16, 8, 4));
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.err.find("output frames are 4x2"), std::string::npos) << r.err;
+
+    // The operating system's reason for an image that cannot be read.
+    fs::create_directory(dir / "folder.png");
+    r = run("folder.png out.png");
+    EXPECT_EQ(r.status, 2);
+    EXPECT_NE(r.err.find("folder.png: Is a directory"), std::string::npos) << r.err;
+
+    // A closed standard output is named as such.
+    const std::string command = "cd '" + dir.string() + "' && '" + AEHOST_PATH +
+                                "' --raw 4x4 - - < /dev/zero >&- 2> stderr";
+    const int status = std::system(command.c_str());
+    EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, 2);
+    EXPECT_NE(ReadFile(dir / "stderr").find("cannot write standard output"), std::string::npos)
+        << ReadFile(dir / "stderr");
 }

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <string>
+
+namespace Brindel::Host {
+
+// The checks of aehost's files that need neither the plug-in nor GL, run
+// before either starts and before any output is written. Each throws
+// UsageError naming the file and the operating system's reason.
+class AehostChecks {
+public:
+    // The plug-in module to load: `requested`, or the one in
+    // `programFolder` when none is. A bare name is taken from the current
+    // folder when a file of that name is there, else left to the loader's
+    // search; a path must name a file.
+    static std::string PluginPath(const std::string& requested, const std::string& programFolder);
+
+    // `path` exists, is no folder and can be read.
+    static void CheckInput(const std::string& path);
+
+    // `path` can be made: its folder exists and can be written, and it is
+    // not a folder itself.
+    static void CheckOutput(const std::string& path);
+
+    // Refuses `input` and `output` when they are one file, however spelled.
+    static void CheckDistinct(const std::string& input, const std::string& output);
+};
+
+} // namespace Brindel::Host
