@@ -37,7 +37,7 @@ void WriteBytes(const fs::path& path, const std::string& bytes) {
     std::ofstream(path, std::ios::binary) << bytes;
 }
 
-int Run(const std::string& command) {
+int RunCommand(const std::string& command) {
     const int status = std::system(command.c_str());
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
@@ -81,7 +81,7 @@ std::string AehostRaw(const ScratchFolder& folder, int width, int height, double
     const std::string command = Quoted(AEHOST_PATH) + " --raw " + std::to_string(width) + "x" +
                                 std::to_string(height) + " --blur " + blur + " " + Quoted(in) +
                                 " " + Quoted(out) + " > /dev/null";
-    EXPECT_EQ(Run(command), 0) << command;
+    EXPECT_EQ(RunCommand(command), 0) << command;
     return ReadBytes(out);
 }
 

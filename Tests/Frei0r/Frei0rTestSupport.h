@@ -27,7 +27,7 @@ void WriteBytes(const std::filesystem::path& path, const std::string& bytes);
 
 // Runs a shell command line; the result is its exit status, or -1 when it
 // did not exit normally.
-int Run(const std::string& command);
+int RunCommand(const std::string& command);
 
 // Quotes a path for a shell command line.
 std::string Quoted(const std::filesystem::path& path);
