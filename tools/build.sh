@@ -2,8 +2,9 @@
 # Sets up a Debian 12 machine, builds the project and runs one of its jobs.
 #
 #   tools/build.sh run    build, then blur the built-in test card into blurred.png
-#   tools/build.sh test   build, then run every test (unit and GL) with ctest, and the
-#                         thread helpers' tests again under ThreadSanitizer
+#   tools/build.sh test   build, then run every test (unit, GL, and media: ffmpeg and melt
+#                         running the frei0r filter) with ctest, and the thread helpers'
+#                         tests again under ThreadSanitizer
 #
 # Missing Debian packages are installed with apt-get (as root, or through sudo).
 # BUILD_DIR (default: build) and JOBS (default: all cores) may be set.
@@ -28,6 +29,7 @@ packages=(
     libegl-dev libegl-mesa0 libgl1-mesa-dri
     libgtest-dev libgmock-dev libbenchmark-dev
     libopenimageio-dev
+    frei0r-plugins-dev ffmpeg melt
 )
 
 missing=()
