@@ -207,6 +207,7 @@ TEST_F(Frei0rBridge, UpdatesFromTwoThreadsGiveWhatOneThreadGives) {
         }
     }
     std::vector<std::thread> threads;
+    threads.reserve(2);
     for (int t = 0; t < 2; ++t) {
         threads.emplace_back([&, t] {
             for (int f = 0; f < kFrames; ++f) {
