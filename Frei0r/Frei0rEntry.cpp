@@ -6,7 +6,6 @@
 #include <cstring>
 #include <memory>
 #include <mutex>
-#include <new>
 #include <string>
 
 #include "BridgeInstance.h"
@@ -45,8 +44,8 @@ std::string PluginPath() {
 // Hosts may init the module more than once (ffmpeg does for each filter of a
 // graph that names it), so the bridge lives from the first f0r_init to the
 // last f0r_deinit. The state is never destroyed: a host that skips
-// f0r_deinit must not have set-down run from a static destructor at exit,
-// when the GL driver may already be gone.
+// f0r_deinit must not have set-down and GL teardown run from a static
+// destructor at exit, while the libraries they need are being torn down.
 struct Module {
     std::mutex mutex;
     int inits = 0;
