@@ -1,5 +1,5 @@
 // The frei0r entry points: a filter, "gaussian_blur", that runs the Gaussian
-// Blur effect plug-in inside any frei0r host (ffmpeg, MLT, GStreamer).
+// Blur effect plug-in inside frei0r hosts such as ffmpeg and MLT.
 #include <dlfcn.h>
 
 #include <cstdlib>
