@@ -33,10 +33,28 @@ World::World(A_long width, A_long height, PF_PixelFormat format, A_long rowPaddi
     for (A_long y = 0; y < height; ++y) {
         std::memset(mBytes.data() + y * rowbytes + width * pixelSize, kPadByte, rowPadding);
     }
+    describe(width, height, static_cast<A_long>(rowbytes), mBytes.data());
+}
+
+World::World(A_long width, A_long height, PF_PixelFormat format, A_long rowbytes, void* pixels)
+    : mFormat(format) {
+    const size_t pixelSize = PixelSize(format);
+    if (pixelSize == 0) {
+        throw std::invalid_argument("unsupported pixel format " + std::to_string(format));
+    }
+    if (width < 0 || height < 0 || rowbytes < 0 ||
+        static_cast<size_t>(rowbytes) < static_cast<size_t>(width) * pixelSize) {
+        throw std::invalid_argument("negative world size or rows too short");
+    }
+    describe(width, height, rowbytes, static_cast<uint8_t*>(pixels));
+}
+
+void World::describe(A_long width, A_long height, A_long rowbytes, uint8_t* data) {
+    mData = data;
     mWorld.world_flags =
-        PF_WorldFlag_WRITEABLE | (format == PF_PixelFormat_ARGB64 ? PF_WorldFlag_DEEP : 0);
-    mWorld.data = reinterpret_cast<PF_PixelPtr>(mBytes.data());
-    mWorld.rowbytes = static_cast<A_long>(rowbytes);
+        PF_WorldFlag_WRITEABLE | (mFormat == PF_PixelFormat_ARGB64 ? PF_WorldFlag_DEEP : 0);
+    mWorld.data = reinterpret_cast<PF_PixelPtr>(data);
+    mWorld.rowbytes = rowbytes;
     mWorld.width = width;
     mWorld.height = height;
     mWorld.extent_hint = {0, 0, width, height};

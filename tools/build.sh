@@ -3,8 +3,9 @@
 #
 #   tools/build.sh run    build, then write the built-in test card and its blurred form to
 #                         docs/testcard.png and docs/blurred.png, the README's pictures
-#   tools/build.sh test   build, then run every test (unit and GL) with ctest, and the
-#                         thread helpers' tests again under ThreadSanitizer
+#   tools/build.sh test   build, then run every test (unit, GL, and media: the README's
+#                         ffmpeg pipes, and ffmpeg and melt running the frei0r filter) with
+#                         ctest, and the thread helpers' tests again under ThreadSanitizer
 #
 # Missing Debian packages are installed with apt-get (as root, or through sudo).
 # BUILD_DIR (default: build) and JOBS (default: all cores) may be set.
@@ -29,7 +30,7 @@ packages=(
     libegl-dev libegl-mesa0 libgl1-mesa-dri
     libgtest-dev libgmock-dev libbenchmark-dev
     libopenimageio-dev libcli11-dev
-    ffmpeg
+    frei0r-plugins-dev ffmpeg melt
 )
 
 missing=()

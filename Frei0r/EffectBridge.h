@@ -1,0 +1,62 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "BridgeInstance.h"
+#include "EffectHost.h"
+#include "RenderThread.h"
+
+namespace Brindel::Frei0r {
+
+// The effect host inside the frei0r module, shared by all its instances. At
+// the first frame it loads the effect plug-in and sends global setup and
+// parameter setup; each frame is a smart pre-render and a smart render; its
+// end sends global set-down. Every command goes through one RenderThread.
+//
+// frei0r has no error channel: a frame the effect cannot render, because the
+// plug-in is missing, will not set up or answers with an error, leaves as it
+// came, and the first such failure in the process is reported on standard
+// error.
+class EffectBridge {
+public:
+    // `pluginPath`: the effect module, loaded at the first frame.
+    explicit EffectBridge(std::string pluginPath);
+    // Global set-down, when setup was sent, and the plug-in unloaded.
+    ~EffectBridge();
+    EffectBridge(const EffectBridge&) = delete;
+    EffectBridge& operator=(const EffectBridge&) = delete;
+
+    // Renders an RGBA8888 frame of the instance's size from `input` into
+    // `output`; they may be the same frame. May be called from any thread,
+    // for different instances at once.
+    void render(BridgeInstance& instance, const uint32_t* input, uint32_t* output);
+
+    const std::string& pluginPath() const { return mPluginPath; }
+
+private:
+    enum class State {
+        Unloaded, // nothing tried yet
+        Ready,    // set up; frames go to the effect
+        Failed,   // frames pass through
+    };
+
+    // On the render thread: loads and sets up the effect at the first call.
+    bool ready();
+    // On the render thread: one frame, the effect's error code as the result.
+    PF_Err renderFrame(Host::World& input, Host::World& output, double blurPixels);
+    // Says what failed, the first time in the process only.
+    void report(const std::string& what);
+
+    std::string mPluginPath;
+    // Touched only on the render thread.
+    std::unique_ptr<Host::EffectHost> mHost;
+    State mState = State::Unloaded;
+    bool mGlobalSetUp = false;
+
+    // Last, so that it ends first: no job runs once the rest is gone.
+    RenderThread mThread;
+};
+
+} // namespace Brindel::Frei0r
