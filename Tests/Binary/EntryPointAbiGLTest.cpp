@@ -138,17 +138,12 @@ int32_t AddParam(void* ref, int32_t index, AbiParamDef* def) {
     return 0;
 }
 
-int UtilSprintf(char* dst, const char* format, ...) {
-    Record("utils.ansi.sprintf");
-    va_list args;
-    va_start(args, format);
-    const int n = std::vsnprintf(dst, 256, format, args);
-    va_end(args);
-    return n;
-}
+// The utility table's and the ANSI suite's sprintf, told apart by name.
+constexpr char kUtilSprintf[] = "utils.ansi.sprintf";
+constexpr char kSuiteSprintf[] = "ansi.sprintf";
 
-int SuiteSprintf(char* dst, const char* format, ...) {
-    Record("ansi.sprintf");
+template <const char* Name> int Sprintf(char* dst, const char* format, ...) {
+    Record(Name);
     va_list args;
     va_start(args, format);
     const int n = std::vsnprintf(dst, 256, format, args);
@@ -268,12 +263,12 @@ protected:
         FillMarkers<kUtilAnsi>(utils.ansi.slots);
         FillMarkers<kUtilColor>(utils.color);
         FillMarkers<kUtilTail>(utils.tail);
-        utils.ansi.slots[15] = reinterpret_cast<Slot>(&UtilSprintf);
+        utils.ansi.slots[15] = reinterpret_cast<Slot>(&Sprintf<kUtilSprintf>);
         utils.ansi.slots[16] = reinterpret_cast<Slot>(&UtilStrcpy);
         utils.tail[12] = reinterpret_cast<Slot>(&PixelData8);
 
         FillMarkers<kAnsiSuite>(gAnsiSuite);
-        gAnsiSuite[15] = reinterpret_cast<Slot>(&SuiteSprintf);
+        gAnsiSuite[15] = reinterpret_cast<Slot>(&Sprintf<kSuiteSprintf>);
         FillMarkers<kHandleSuite>(gHandleSuite.slots);
         gHandleSuite.slots[0] = reinterpret_cast<Slot>(&NewHandle);
         gHandleSuite.slots[1] = reinterpret_cast<Slot>(&LockHandle);
