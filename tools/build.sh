@@ -2,11 +2,14 @@
 # Sets up a Debian 12 machine, builds the project and runs one of its jobs.
 #
 #   tools/build.sh run    build, then blur the built-in test card into blurred.png
-#   tools/build.sh test   build, then run every test (unit and GL) with ctest, and the
-#                         thread helpers' tests again under ThreadSanitizer
+#   tools/build.sh test   build, then run every test (unit and GL) with ctest; then build
+#                         with clang under AddressSanitizer and UndefinedBehaviorSanitizer, run
+#                         every test again and each fuzz target for FUZZ_SECONDS (default 60);
+#                         then build under ThreadSanitizer and run every test again
 #
 # Missing Debian packages are installed with apt-get (as root, or through sudo).
-# BUILD_DIR (default: build) and JOBS (default: all cores) may be set.
+# BUILD_DIR (default: build), JOBS (default: all cores) and FUZZ_SECONDS may be set; the
+# sanitizer builds go to $BUILD_DIR-asan and $BUILD_DIR-tsan.
 set -euo pipefail
 
 job=${1:-}
@@ -21,6 +24,7 @@ esac
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 build=${BUILD_DIR:-$root/build}
 jobs=${JOBS:-$(nproc)}
+fuzz_seconds=${FUZZ_SECONDS:-60}
 
 packages=(
     build-essential cmake pkg-config
@@ -28,6 +32,7 @@ packages=(
     libegl-dev libegl-mesa0 libgl1-mesa-dri
     libgtest-dev libgmock-dev libbenchmark-dev
     libopenimageio-dev
+    clang libclang-rt-14-dev
 )
 
 missing=()
@@ -49,12 +54,29 @@ case "$job" in
 run) "$build/bin/aehost" ;;
 test)
     ctest --test-dir "$build" --output-on-failure -j "$jobs"
-    # The thread helpers once more under ThreadSanitizer: any report stops the
-    # test at once and fails the run.
+
+    # Every test again under AddressSanitizer and UndefinedBehaviorSanitizer (clang, so that
+    # the same build holds the libFuzzer targets); any report fails the test.
+    CC=clang CXX=clang++ cmake -S "$root" -B "$build-asan" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+        -DBRINDEL_FUZZ=ON -DBRINDEL_BUILD_BENCH=OFF
+    cmake --build "$build-asan" -j "$jobs"
+    ctest --test-dir "$build-asan" --output-on-failure -j "$jobs"
+
+    # Each fuzz target for a bounded time, from its corpus; what it adds stays in the build.
+    export LSAN_OPTIONS="suppressions=$root/tools/sanitizers/lsan.supp:print_suppressions=0"
+    for target in RawFrameReaderFuzz ColorFuzz AehostOptionsFuzz EntryPointFuzz; do
+        mkdir -p "$build-asan/fuzz/$target.corpus" "$build-asan/fuzz/$target.findings"
+        # -close_fd_mask=1: the plug-in prints its GL version lines for every context it makes.
+        "$build-asan/fuzz/$target" -max_total_time="$fuzz_seconds" -close_fd_mask=1 \
+            -print_final_stats=1 -artifact_prefix="$build-asan/fuzz/$target.findings/" \
+            "$build-asan/fuzz/$target.corpus" "$root/Fuzz/Corpus/$target"
+    done
+    unset LSAN_OPTIONS
+
+    # Every test again under ThreadSanitizer.
     cmake -S "$root" -B "$build-tsan" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
         -DBRINDEL_SANITIZE=thread -DBRINDEL_BUILD_BENCH=OFF
-    cmake --build "$build-tsan" -j "$jobs" --target HelperTests
-    TSAN_OPTIONS=halt_on_error=1 ctest --test-dir "$build-tsan" -R '^(Semaphore|IdleQueue)\.' \
-        --no-tests=error --output-on-failure -j "$jobs"
+    cmake --build "$build-tsan" -j "$jobs"
+    ctest --test-dir "$build-tsan" --output-on-failure -j "$jobs"
     ;;
 esac
