@@ -65,8 +65,6 @@ void FrameRenderer::Worker::loop() {
     for (;;) {
         mWake.wait(lock, [this] { return mBusy || mQuit; });
         if (mQuit) {
-            // A context left current on a thread that ends can never be destroyed.
-            HostGLContext::releaseCurrent();
             return;
         }
         try {
