@@ -54,13 +54,16 @@ case "$job" in
 run) "$build/bin/aehost" ;;
 test)
     ctest --test-dir "$build" --output-on-failure -j "$jobs"
+    # The sanitizer runs go on after a failure, so that one run shows everything they find;
+    # the job fails at the end if any of them did.
+    failed=0
 
     # Every test again under AddressSanitizer and UndefinedBehaviorSanitizer (clang, so that
     # the same build holds the libFuzzer targets); any report fails the test.
     CC=clang CXX=clang++ cmake -S "$root" -B "$build-asan" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
         -DBRINDEL_FUZZ=ON -DBRINDEL_BUILD_BENCH=OFF
     cmake --build "$build-asan" -j "$jobs"
-    ctest --test-dir "$build-asan" --output-on-failure -j "$jobs"
+    ctest --test-dir "$build-asan" --output-on-failure -j "$jobs" || failed=1
 
     # Each fuzz target for a bounded time, from its corpus; what it adds stays in the build.
     export LSAN_OPTIONS="suppressions=$root/tools/sanitizers/lsan.supp:print_suppressions=0"
@@ -69,7 +72,7 @@ test)
         # -close_fd_mask=1: the plug-in prints its GL version lines for every context it makes.
         "$build-asan/fuzz/$target" -max_total_time="$fuzz_seconds" -close_fd_mask=1 \
             -print_final_stats=1 -artifact_prefix="$build-asan/fuzz/$target.findings/" \
-            "$build-asan/fuzz/$target.corpus" "$root/Fuzz/Corpus/$target"
+            "$build-asan/fuzz/$target.corpus" "$root/Fuzz/Corpus/$target" || failed=1
     done
     unset LSAN_OPTIONS
 
@@ -77,6 +80,7 @@ test)
     cmake -S "$root" -B "$build-tsan" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
         -DBRINDEL_SANITIZE=thread -DBRINDEL_BUILD_BENCH=OFF
     cmake --build "$build-tsan" -j "$jobs"
-    ctest --test-dir "$build-tsan" --output-on-failure -j "$jobs"
+    ctest --test-dir "$build-tsan" --output-on-failure -j "$jobs" || failed=1
+    exit "$failed"
     ;;
 esac
