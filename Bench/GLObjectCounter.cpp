@@ -1,5 +1,7 @@
 #include "GLObjectCounter.h"
 
+#include <EGL/egl.h>
+
 #include <glbinding/AbstractFunction.h>
 #include <glbinding/AbstractValue.h>
 #include <glbinding/Binding.h>
@@ -30,8 +32,8 @@ const std::set<std::string> kPerContext = {"Framebuffers", "VertexArrays", "Quer
 struct Counting {
     std::mutex mutex;
     std::atomic<bool> active{false};
-    // (kind, context or 0 for shared kinds, name)
-    std::set<std::tuple<std::string, glbinding::ContextHandle, uint64_t>> live;
+    // (kind, context or null for shared kinds, name)
+    std::set<std::tuple<std::string, void*, uint64_t>> live;
     std::vector<glbinding::AbstractFunction*> watched;
 };
 
@@ -80,8 +82,8 @@ void Count(const glbinding::FunctionCall& call) {
     }
     const std::string function = call.function->name();
     const std::string kind = Normalised(Kind(function));
-    const glbinding::ContextHandle context =
-        kPerContext.count(kind) ? glbinding::getCurrentContext() : 0;
+    // The platform's current context: the binding's own query knows only GLX.
+    void* const context = kPerContext.count(kind) ? eglGetCurrentContext() : nullptr;
     const bool creates = !StartsWith(function, "glDelete");
     std::vector<uint64_t> names;
     if (call.parameters.size() == 2 && (StartsWith(function, "glGen") || !creates)) {
