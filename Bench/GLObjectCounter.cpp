@@ -89,8 +89,10 @@ void Count(const glbinding::FunctionCall& call) {
     if (call.parameters.size() == 2 && (StartsWith(function, "glGen") || !creates)) {
         // (count, array): the array lives only during the call, so it is read now.
         const auto n = static_cast<long long>(Number(call.parameters[0]->asString()));
-        const auto* array = reinterpret_cast<const unsigned int*>(
-            static_cast<uintptr_t>(Number(call.parameters[1]->asString())));
+        // The binding prints the pointer as a number; this is the one way back to the array.
+        const auto* array =
+            reinterpret_cast<const unsigned int*>( // NOLINT(performance-no-int-to-ptr)
+                static_cast<uintptr_t>(Number(call.parameters[1]->asString())));
         for (long long i = 0; array != nullptr && i < n; ++i) {
             names.push_back(array[i]);
         }

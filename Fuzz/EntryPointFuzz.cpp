@@ -95,7 +95,8 @@ std::unique_ptr<World> MakeWorld(FuzzInput& input, PF_PixelFormat format) {
     auto world = std::make_unique<World>(width, height, format, padding);
     for (A_long y = 0; y < height; ++y) {
         for (size_t i = 0; i < static_cast<size_t>(width) * world->pixelSize(); ++i) {
-            world->row(y)[i] = static_cast<uint8_t>(input.byte() ^ (y * 31 + i));
+            world->row(y)[i] =
+                static_cast<uint8_t>(input.byte() ^ (static_cast<size_t>(y) * 31 + i));
         }
     }
     return world;
@@ -149,7 +150,8 @@ private:
 
     void render(World& input, World& output) {
         const std::vector<uint8_t> before(input.row(0),
-                                          input.row(0) + input.rowbytes() * input.height());
+                                          input.row(0) + static_cast<size_t>(input.rowbytes()) *
+                                                             static_cast<size_t>(input.height()));
         const PF_Err err = mHost.smartRender(input, output);
         FUZZ_CHECK(mHost.glContext().isCurrent());
         FUZZ_CHECK(mHost.paramsOut() == 0);
