@@ -56,7 +56,8 @@ public:
     // calling thread current; the result is the effect's.
     PF_Err send(PF_Cmd cmd, void* extra = nullptr, PF_LayerDef* output = nullptr);
 
-    // The host's GL context of the calling thread, made at its first use.
+    // The host's GL context of the calling thread, made at its first use. When
+    // the thread ends, whatever is current on it is released.
     HostGLContext& glContext();
 
     // The smart pre-render command with the host's own callbacks.
