@@ -180,6 +180,12 @@ EffectHost* EffectHost::active() {
 }
 
 HostGLContext& EffectHost::glContext() {
+    // A context still current on a thread that has ended can never be destroyed, so whatever
+    // is current on a thread that used the host leaves it when the thread ends.
+    struct ReleaseAtThreadEnd {
+        ~ReleaseAtThreadEnd() { HostGLContext::releaseCurrent(); }
+    };
+    thread_local ReleaseAtThreadEnd release;
     std::lock_guard<std::mutex> lock(mMutex);
     std::unique_ptr<HostGLContext>& context = mGLContexts[std::this_thread::get_id()];
     if (!context) {

@@ -64,7 +64,8 @@ public:
     // one of its own, or another client API bound.
     void useHostContext(bool use) { mUseHostContext = use; }
 
-    // The host's GL context of the calling thread, made at its first use.
+    // The host's GL context of the calling thread, made at its first use. When
+    // the thread ends, whatever is current on it is released.
     HostGLContext& glContext();
 
     // The smart pre-render command with the host's own callbacks.

@@ -30,7 +30,8 @@ World::World(A_long width, A_long height, PF_PixelFormat format, A_long rowPaddi
     }
     const size_t rowbytes = static_cast<size_t>(width) * pixelSize + rowPadding;
     mBytes.assign(rowbytes * static_cast<size_t>(height), 0);
-    for (A_long y = 0; y < height; ++y) {
+    // Without padding there is nothing to mark, and an empty world has no storage to mark in.
+    for (A_long y = 0; rowPadding > 0 && y < height; ++y) {
         std::memset(mBytes.data() + y * rowbytes + width * pixelSize, kPadByte, rowPadding);
     }
     describe(width, height, static_cast<A_long>(rowbytes), mBytes.data());

@@ -1,0 +1,77 @@
+// Colour's hex constructor on any text. Only the exceptions of std::stoull may leave it; every
+// channel stays within 0 to 1; text without the leading '#' or of no form's length leaves white;
+// and the full forms agree with the packed-number constructor and survive toHexString.
+#include <cctype>
+#include <cmath>
+#include <stdexcept>
+#include <string>
+
+#include "Color.h"
+#include "FuzzCheck.h"
+
+using Brindel::GaussianBlur::Color;
+
+namespace {
+
+bool InUnitRange(double c) {
+    return c >= 0.0 && c <= 1.0;
+}
+
+bool AllHexDigits(const std::string& text) {
+    for (const char c : text) {
+        if (!std::isxdigit(static_cast<unsigned char>(c))) {
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    const std::string text(reinterpret_cast<const char*>(data), size);
+    Color color;
+    try {
+        color = Color(text);
+    } catch (const std::invalid_argument&) {
+        return 0;
+    } catch (const std::out_of_range&) {
+        return 0;
+    }
+    FUZZ_CHECK(InUnitRange(color.red) && InUnitRange(color.green) && InUnitRange(color.blue) &&
+               InUnitRange(color.alpha));
+
+    const bool marked = !text.empty() && text[0] == '#';
+    const size_t digits = marked ? text.size() - 1 : 0;
+    if (!marked || (digits != 3 && digits != 4 && digits != 6 && digits != 8)) {
+        FUZZ_CHECK(color == Color());
+    }
+
+    // The full forms of plain hex digits are the packed number, with alpha 0xFF for 6 digits.
+    const std::string hex = marked ? text.substr(1) : std::string();
+    if ((digits == 6 || digits == 8) && AllHexDigits(hex)) {
+        auto argb = static_cast<unsigned int>(std::stoul(hex, nullptr, 16));
+        if (digits == 6) {
+            argb |= 0xFF000000u;
+        }
+        FUZZ_CHECK(color == Color(argb));
+        // Printing cuts each channel times 255, which may land one below the digits read; with
+        // every channel above 16 the text keeps its form and parses back within that step.
+        bool aboveSixteen = true;
+        for (int shift = 0; shift < 32; shift += 8) {
+            aboveSixteen = aboveSixteen && ((argb >> shift) & 255u) > 16;
+        }
+        if (aboveSixteen) {
+            const Color back(color.toHexString());
+            const double step = 1.0 / 255.0 + 1e-9;
+            FUZZ_CHECK(std::fabs(back.red - color.red) <= step &&
+                       std::fabs(back.green - color.green) <= step &&
+                       std::fabs(back.blue - color.blue) <= step &&
+                       std::fabs(back.alpha - color.alpha) <= step);
+        }
+    }
+    // Printing is defined for every colour that parsing gives.
+    const std::string printed = color.toHexString();
+    FUZZ_CHECK(printed.size() >= 4 && printed.size() <= 9 && printed[0] == '#');
+    return 0;
+}

@@ -1,0 +1,49 @@
+#include "FuzzInput.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace Brindel::Fuzz {
+
+uint8_t FuzzInput::byte() {
+    return empty() ? 0 : mData[mPos++];
+}
+
+int64_t FuzzInput::integer(int64_t min, int64_t max) {
+    const uint64_t range = static_cast<uint64_t>(max) - static_cast<uint64_t>(min);
+    // As few bytes as the range needs, so that the fuzzer's mutations stay local.
+    uint64_t value = 0;
+    for (uint64_t span = range; span != 0; span >>= 8) {
+        value = (value << 8) | byte();
+    }
+    if (range != UINT64_MAX) {
+        value %= range + 1;
+    }
+    return static_cast<int64_t>(static_cast<uint64_t>(min) + value);
+}
+
+double FuzzInput::anyReal() {
+    uint64_t bits = 0;
+    for (int i = 0; i < 8; ++i) {
+        bits = (bits << 8) | byte();
+    }
+    double value = 0.0;
+    std::memcpy(&value, &bits, sizeof value);
+    return value;
+}
+
+std::string FuzzInput::text(size_t max) {
+    const size_t n = std::min(max, static_cast<size_t>(integer(0, static_cast<int64_t>(max))));
+    const size_t take = std::min(n, mSize - std::min(mPos, mSize));
+    std::string result(reinterpret_cast<const char*>(mData + mPos), take);
+    mPos += take;
+    return result;
+}
+
+std::string FuzzInput::rest() {
+    const size_t from = std::min(mPos, mSize);
+    mPos = mSize;
+    return {reinterpret_cast<const char*>(mData + from), mSize - from};
+}
+
+} // namespace Brindel::Fuzz
