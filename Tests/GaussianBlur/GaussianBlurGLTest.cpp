@@ -66,6 +66,8 @@ TEST_F(GaussianBlurEntry, GlobalSetupDeclaresVersionAndSmartRenderOnly) {
     expected.out_flags = host.outData().out_flags;
     expected.out_flags2 = host.outData().out_flags2;
     EXPECT_TRUE(SameBytes(host.outData(), expected));
+    // A host sets down what it set up; the data context goes with it.
+    EXPECT_EQ(host.send(PF_Cmd_GLOBAL_SETDOWN), PF_Err_NONE);
 }
 
 TEST_F(GaussianBlurEntry, ParamsSetupRegistersBlurScaleAsAFloatSlider) {

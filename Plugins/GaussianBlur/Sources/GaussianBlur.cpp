@@ -31,13 +31,25 @@ namespace {
 // module load; its constructor makes no GL call.
 GaussianBlurRender* mWarpRender = new GaussianBlurRender();
 
+// At unload, what holds no GL object any more (nothing was drawn, or set-down
+// took it down) is freed. What still holds some, because the host never set
+// the effect down, stays: there is no context left to delete it in.
+struct UnloadCleanup {
+    ~UnloadCleanup() {
+        if (mWarpRender && !mWarpRender->holdsGLObjects()) {
+            delete mWarpRender;
+            mWarpRender = nullptr;
+        }
+        AEOpenglMainFrameBuffer::releaseMainFrameBuffer();
+    }
+} sUnloadCleanup;
+
 constexpr const char* kEffectName = "Gaussian Blur";
 constexpr int kMajorVersion = 1;
 constexpr int kMinorVersion = 0;
 constexpr int kBugVersion = 0;
 constexpr int kBuildVersion = 1;
 
-constexpr PF_ParamIndex kInputLayer = 0;
 constexpr A_long kInputCheckoutId = 0;
 constexpr PF_ParamIndex kBlurScaleParam = 1;
 constexpr A_long kBlurScaleDiskId = 1;

@@ -47,6 +47,9 @@ public:
     double sigma() const { return mSigma; }
     double pixelRadius() const { return mPixelRadius; }
     bool shaderDirty() const { return mShaderDirty; }
+    // Whether a draw has made GL objects, which the destructor deletes and
+    // which need a context current for that.
+    bool holdsGLObjects() const { return mShader != nullptr || mVertexBuffer != 0; }
 
 private:
     // Binds the quad and the program's attributes for one pass.

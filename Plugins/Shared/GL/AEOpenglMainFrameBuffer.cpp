@@ -78,12 +78,33 @@ AEOpenglMainFrameBuffer::AEOpenglMainFrameBuffer()
 
 AEOpenglMainFrameBuffer::~AEOpenglMainFrameBuffer() = default;
 
+namespace {
+
+AEOpenglMainFrameBuffer*& SharedInstance() {
+    static AEOpenglMainFrameBuffer* instance = nullptr;
+    return instance;
+}
+
+} // namespace
+
 AEOpenglMainFrameBuffer* AEOpenglMainFrameBuffer::mainFrameBuffer() {
-    static AEOpenglMainFrameBuffer* const kSharedMainFrameBuffer = new AEOpenglMainFrameBuffer();
-    return kSharedMainFrameBuffer;
+    AEOpenglMainFrameBuffer*& instance = SharedInstance();
+    if (instance == nullptr) {
+        instance = new AEOpenglMainFrameBuffer();
+    }
+    return instance;
+}
+
+void AEOpenglMainFrameBuffer::releaseMainFrameBuffer() {
+    AEOpenglMainFrameBuffer*& instance = SharedInstance();
+    if (instance != nullptr && !instance->mHoldsGLObjects) {
+        delete instance;
+        instance = nullptr;
+    }
 }
 
 void AEOpenglMainFrameBuffer::prepare(long width, long height, bool multisampled) {
+    mHoldsGLObjects = true;
     useFramebuffersOfCurrentContext();
     if (mWidth == width && mHeight == height) {
         // Prepared in another context: this one needs frame-buffer objects of its own.
@@ -155,6 +176,7 @@ void AEOpenglMainFrameBuffer::destory() {
     mFramebufferContext = nullptr;
     mLimitsRead = false;
     mScreenRender = std::make_unique<ScreenRender>();
+    mHoldsGLObjects = false;
 }
 
 void AEOpenglMainFrameBuffer::beginDrawing() {

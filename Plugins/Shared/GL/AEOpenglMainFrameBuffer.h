@@ -35,8 +35,12 @@ public:
     AEOpenglMainFrameBuffer(const AEOpenglMainFrameBuffer&) = delete;
     AEOpenglMainFrameBuffer& operator=(const AEOpenglMainFrameBuffer&) = delete;
 
-    /// The process-wide instance, made on the first call and never freed.
+    /// The process-wide instance, made on the first call.
     static AEOpenglMainFrameBuffer* mainFrameBuffer();
+    /// Frees the process-wide instance when it holds no GL object (never prepared, or taken down
+    /// by `destory`), as when the module is unloaded; otherwise, with no context to delete them
+    /// in, it is left as it is.
+    static void releaseMainFrameBuffer();
 
     /// Thrown, as a plain integer (the host's out-of-memory code), by `prepare` for a frame larger
     /// than the current context can hold; nothing is made then.
@@ -117,6 +121,8 @@ private:
     /// The limits of the context below, and whether they have been read.
     GLContextLimits mLimits;
     bool mLimitsRead = false;
+    // Whether GL objects were made since construction or the last `destory`.
+    bool mHoldsGLObjects = false;
     /// The context that the three frame-buffer objects above belong to.
     AEOpenGLContext::PlatformContext mFramebufferContext = nullptr;
     /// The frame-buffer objects of the other contexts that have prepared frames.
