@@ -25,6 +25,7 @@
 #include <thread>
 #include <vector>
 
+#include "AllocatorPolicy.h"
 #include "EffectHost.h"
 #include "GLObjectCounter.h"
 #include "World.h"
@@ -171,6 +172,8 @@ void InjectFault(EffectHost& host, std::mt19937& random) {
 } // namespace
 
 int main(int argc, char** argv) {
+    // The soak owns its process, as aehost does.
+    Brindel::Host::UseFixedMmapThreshold();
     Options options;
     try {
         options = Parse(argc, argv);

@@ -1,6 +1,5 @@
 // aehost: runs an effect plug-in headless, the way the host would, on image
 // files and sequences, on streams of raw frames, or on its built-in test card.
-#include <malloc.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -15,6 +14,7 @@
 
 #include "AehostChecks.h"
 #include "AehostOptions.h"
+#include "AllocatorPolicy.h"
 #include "EffectHost.h"
 #include "FrameRenderer.h"
 #include "ImageFile.h"
@@ -299,12 +299,7 @@ int Run(const AehostOptions& options, const StandardOutput& standardOutput) {
 } // namespace
 
 int main(int argc, char** argv) {
-    // Every frame, the GL driver allocates and frees buffers of the frame's size, aligned, and
-    // from the worker threads' arenas. glibc raises its mmap threshold as such buffers are freed,
-    // after which they come from the heap, where aligned blocks are not reused: memory grows
-    // with every frame and every thread. A fixed threshold keeps large buffers in mmap, given
-    // back when freed. The process is the host's own, so the host decides; a plug-in cannot.
-    mallopt(M_MMAP_THRESHOLD, 128 * 1024);
+    UseFixedMmapThreshold();
     // A reader that goes away is reported as a write error, not a silent death.
     std::signal(SIGPIPE, SIG_IGN);
     AehostOptions options;
