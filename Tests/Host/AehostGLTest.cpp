@@ -123,6 +123,16 @@ std::string RawFrame(int w, int h, unsigned seed) {
     return bytes;
 }
 
+// `count` copies of one frame, as a stream.
+std::string RepeatedFrames(const std::string& frame, int count) {
+    std::string frames;
+    frames.reserve(frame.size() * static_cast<size_t>(count));
+    for (int i = 0; i < count; ++i) {
+        frames += frame;
+    }
+    return frames;
+}
+
 void WriteImage(const fs::path& path, int w, int h, int channels, const OIIO::TypeDesc& type,
                 const std::vector<float>& values) {
     OIIO::ImageSpec spec(w, h, channels, type);
@@ -312,10 +322,7 @@ TEST_F(Aehost, LongRawStreamsKeepTheirPeakMemoryAtEveryBlurBranch) {
     // threshold, which is what let them pile up; small enough for a quick run.
     constexpr int w = 320, h = 180;
     const std::string frame = RawFrame(w, h, 6);
-    std::string frames;
-    for (int i = 0; i < 240; ++i) {
-        frames += frame;
-    }
+    const std::string frames = RepeatedFrames(frame, 240);
     WriteFile(dir / "short.argb", frames.substr(0, 40 * frame.size()));
     WriteFile(dir / "long.argb", frames);
     // Blur 0 and 0.4 take the single pass, 3 the two passes.
@@ -335,12 +342,7 @@ TEST_F(Aehost, EachMoreHostThreadCostsOnlyItsContexts) {
         GTEST_SKIP() << "peak memory is the sanitizer's here";
     }
     constexpr int w = 320, h = 180;
-    const std::string frame = RawFrame(w, h, 8);
-    std::string frames;
-    for (int i = 0; i < 240; ++i) {
-        frames += frame;
-    }
-    WriteFile(dir / "in.argb", frames);
+    WriteFile(dir / "in.argb", RepeatedFrames(RawFrame(w, h, 8), 240));
     const double one =
         PeakMiB(dir, {"--raw", "320x180", "--blur", "3", "--threads", "1", "in.argb", "/dev/null"});
     const double four =
