@@ -62,9 +62,15 @@ run)
     ;;
 test)
     ctest --test-dir "$build" --output-on-failure -j "$jobs"
-    # The sanitizer runs go on after a failure, so that one run shows everything they find;
-    # the job fails at the end if any of them did.
-    failed=0
+    # The sanitizer runs go on after a failure, so that one run shows everything they find; the
+    # job ends with a summary of what failed, and fails if anything did.
+    failures=()
+
+    # What ctest recorded as failing in a build, for the summary.
+    ctest_failed() {
+        local list="$1/Testing/Temporary/LastTestsFailed.log"
+        failures+=("$2: $({ tr '\n' ' ' <"$list"; } 2>/dev/null || true)")
+    }
 
     # Every test again under AddressSanitizer and UndefinedBehaviorSanitizer (clang, so that
     # the same build holds the libFuzzer targets); any report fails the test.
@@ -72,16 +78,29 @@ test)
         -DBRINDEL_FUZZ=ON -DBRINDEL_BUILD_BENCH=OFF
     cmake --build "$build-asan" -j "$jobs"
     # The media tests load instrumented modules into ffmpeg and melt, which are not.
-    ctest --test-dir "$build-asan" --output-on-failure -j "$jobs" -LE media || failed=1
+    ctest --test-dir "$build-asan" --output-on-failure -j "$jobs" -LE media ||
+        ctest_failed "$build-asan" "AddressSanitizer build"
 
-    # Each fuzz target for a bounded time, from its corpus; what it adds stays in the build.
+    # Each fuzz target for a bounded time, from its corpus; what it adds stays in the build, and
+    # so does its log, whose closing lines are printed here (all of it when it failed).
     export LSAN_OPTIONS="suppressions=$root/tools/sanitizers/lsan.supp:print_suppressions=0"
     for target in RawFrameReaderFuzz ColorFuzz AehostOptionsFuzz EntryPointFuzz; do
-        mkdir -p "$build-asan/fuzz/$target.corpus" "$build-asan/fuzz/$target.findings"
+        fuzz="$build-asan/fuzz"
+        mkdir -p "$fuzz/$target.corpus" "$fuzz/$target.findings"
+        echo "Fuzzing $target for ${fuzz_seconds}s (log: $fuzz/$target.log)"
         # -close_fd_mask=1: the plug-in prints its GL version lines for every context it makes.
-        "$build-asan/fuzz/$target" -max_total_time="$fuzz_seconds" -close_fd_mask=1 \
-            -print_final_stats=1 -artifact_prefix="$build-asan/fuzz/$target.findings/" \
-            "$build-asan/fuzz/$target.corpus" "$root/Fuzz/Corpus/$target" || failed=1
+        if "$fuzz/$target" -max_total_time="$fuzz_seconds" -close_fd_mask=1 \
+            -print_final_stats=1 -artifact_prefix="$fuzz/$target.findings/" \
+            "$fuzz/$target.corpus" "$root/Fuzz/Corpus/$target" >"$fuzz/$target.log" 2>&1; then
+            grep -E '^(Done|stat::peak_rss_mb)' "$fuzz/$target.log" || true
+        else
+            tail -n 60 "$fuzz/$target.log"
+            # The inputs that failed, so that the job's log alone is enough to replay them.
+            found=$(for f in "$fuzz/$target.findings"/*; do
+                [[ -f $f ]] && echo " $(basename "$f") (base64 $(head -c 2048 "$f" | base64 -w0))"
+            done || true)
+            failures+=("fuzz target $target, log above;$found")
+        fi
     done
     unset LSAN_OPTIONS
 
@@ -89,7 +108,15 @@ test)
     cmake -S "$root" -B "$build-tsan" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
         -DBRINDEL_SANITIZE=thread -DBRINDEL_BUILD_BENCH=OFF
     cmake --build "$build-tsan" -j "$jobs"
-    ctest --test-dir "$build-tsan" --output-on-failure -j "$jobs" -LE media || failed=1
-    exit "$failed"
+    ctest --test-dir "$build-tsan" --output-on-failure -j "$jobs" -LE media ||
+        ctest_failed "$build-tsan" "ThreadSanitizer build"
+
+    if ((${#failures[@]})); then
+        echo
+        printf 'FAILED %s\n' "${failures[@]}"
+        exit 1
+    fi
+    echo "Every test passed in the plain, AddressSanitizer and ThreadSanitizer builds," \
+        "and every fuzz target ran clean."
     ;;
 esac
