@@ -331,7 +331,9 @@ PF_Err EffectHost::checkoutParam(PF_ProgPtr ref, PF_ParamIndex index, A_long, A_
     if (!self || ref != self->mInData.effect_ref || !param) {
         return PF_Err_BAD_CALLBACK_PARAM;
     }
-    if (const PF_Err err = self->fault(Callback::CheckoutParam)) {
+    const PF_Err err = self->fault(Callback::CheckoutParam);
+    ++self->mParamCheckouts;
+    if (err) {
         return err;
     }
     std::lock_guard<std::mutex> lock(self->mMutex);
@@ -351,6 +353,7 @@ PF_Err EffectHost::checkinParam(PF_ProgPtr ref, PF_ParamDef* param) {
     if (!self || ref != self->mInData.effect_ref || !param) {
         return PF_Err_BAD_CALLBACK_PARAM;
     }
+    ++self->mParamCheckins;
     return self->fault(Callback::CheckinParam);
 }
 

@@ -102,10 +102,10 @@ public:
     std::vector<PF_ParamDef> addedParams() const;
     // The value a float slider is checked out with.
     void setParamValue(PF_ParamIndex index, double value);
-    // Parameters checked out and not yet checked in.
-    int paramsOut() const {
-        return mCalls[index(Callback::CheckoutParam)] - mCalls[index(Callback::CheckinParam)];
-    }
+    // Parameters checked out and not yet checked in. A check-out counts when
+    // it returns, with any code (the effect checks in after a failed one too);
+    // one that threw handed nothing out, so it does not.
+    int paramsOut() const { return mParamCheckouts - mParamCheckins; }
 
     // What the input layer delivers when it is checked out.
     void setLayerRect(const PF_LRect& rect) { mLayerRect = rect; }
@@ -180,6 +180,8 @@ private:
 
     mutable std::mutex mMutex;
     std::array<std::atomic<int>, static_cast<size_t>(Callback::Count)> mCalls{};
+    std::atomic<int> mParamCheckouts{0};
+    std::atomic<int> mParamCheckins{0};
     std::array<PF_Err, static_cast<size_t>(Callback::Count)> mFaults{};
     std::array<std::exception_ptr, static_cast<size_t>(Callback::Count)> mRaises{};
     std::array<std::function<void()>, static_cast<size_t>(Callback::Count)> mHooks{};

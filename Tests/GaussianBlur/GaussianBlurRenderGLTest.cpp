@@ -7,6 +7,8 @@
 #include <atomic>
 #include <cmath>
 #include <cstring>
+#include <exception>
+#include <new>
 #include <random>
 #include <string>
 #include <thread>
@@ -276,6 +278,14 @@ TEST_F(GaussianBlurFrame, FailedParameterCheckoutGivesAnUnblurredFrameAndTheHost
     host.fail(Callback::CheckinParam, PF_Err_OUT_OF_MEMORY);
     EXPECT_EQ(render(input, output, 0.0), PF_Err_OUT_OF_MEMORY);
     EXPECT_EQ(Read(output), unblurred);
+
+    // A check-out that throws hands nothing out: the frame fails with the
+    // exception's code and nothing is checked in for it.
+    host.clearFaults();
+    host.raise(Callback::CheckoutParam, std::make_exception_ptr(std::bad_alloc()));
+    EXPECT_EQ(render(input, output, 0.0), PF_Err_OUT_OF_MEMORY);
+    EXPECT_EQ(host.calls(Callback::CheckinParam), 3);
+    EXPECT_EQ(host.paramsOut(), 0);
 }
 
 TEST_F(GaussianBlurFrame, SameSizeAndRoundedBlurRebuildNothing) {
