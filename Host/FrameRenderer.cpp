@@ -85,8 +85,7 @@ void FrameRenderer::Worker::loop() {
 FrameRenderer::FrameRenderer(EffectHost& host, double blur, int downsample, int threads)
     : mHost(host) {
     // The effect's contexts come from the same display as the host's, so they share its limits.
-    mMaxWidth = mHost.glContext().maxFrameWidth();
-    mMaxHeight = mHost.glContext().maxFrameHeight();
+    mLimits = mHost.glContext().limits();
     PF_InData& in = mHost.inData();
     in.downsample_x = {1, static_cast<A_u_long>(downsample)};
     in.downsample_y = {1, static_cast<A_u_long>(downsample)};
@@ -127,8 +126,9 @@ void FrameRenderer::check(PF_Cmd cmd, PF_Err err) const {
 
 double FrameRenderer::render(World& input, World& output) {
     // GL would leave the frame's storage out and hand back black: refuse it up front.
-    if (input.width() > mMaxWidth || input.height() > mMaxHeight) {
-        throw FrameTooLarge(input.width(), input.height(), mMaxWidth, mMaxHeight);
+    if (!mLimits.fits(input.width(), input.height())) {
+        throw FrameTooLarge(input.width(), input.height(), mLimits.maxFrameWidth(),
+                            mLimits.maxFrameHeight());
     }
     Worker& worker = *mWorkers[mNext];
     mNext = (mNext + 1) % mWorkers.size();

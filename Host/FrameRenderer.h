@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "EffectHost.h"
+#include "GLContextLimits.h"
 #include "World.h"
 
 namespace Brindel::Host {
@@ -79,8 +80,7 @@ private:
     void check(PF_Cmd cmd, PF_Err err) const;
 
     EffectHost& mHost;
-    int mMaxWidth = 0;
-    int mMaxHeight = 0;
+    GaussianBlur::GLContextLimits mLimits;
     std::vector<std::unique_ptr<Worker>> mWorkers;
     size_t mNext = 0;
     bool mFinished = false;

@@ -4,9 +4,7 @@
 #include <EGL/eglext.h>
 #include <glbinding/AbstractFunction.h>
 #include <glbinding/Binding.h>
-#include <glbinding/gl/gl.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <stdexcept>
@@ -128,15 +126,7 @@ HostGLContext::HostGLContext() {
     }
     glbinding::Binding::initialize(Handle(mContext), true, false);
     glbinding::Binding::useContext(Handle(mContext));
-
-    gl::GLint texture = 0;
-    gl::GLint renderbuffer = 0;
-    gl::GLint viewport[2] = {0, 0};
-    gl::glGetIntegerv(gl::GL_MAX_TEXTURE_SIZE, &texture);
-    gl::glGetIntegerv(gl::GL_MAX_RENDERBUFFER_SIZE, &renderbuffer);
-    gl::glGetIntegerv(gl::GL_MAX_VIEWPORT_DIMS, viewport);
-    mMaxFrameWidth = std::min({texture, renderbuffer, viewport[0]});
-    mMaxFrameHeight = std::min({texture, renderbuffer, viewport[1]});
+    mLimits = GaussianBlur::GLContextLimits::query();
 }
 
 HostGLContext::~HostGLContext() {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "GLContextLimits.h"
+
 namespace Brindel::Host {
 
 /// The headless host's own OpenGL context: what the host has current when it calls into the
@@ -24,10 +26,9 @@ public:
     /// Whether the context is current on the calling thread.
     bool isCurrent() const;
 
-    /// The largest frame width and height that GL contexts of this display hold: the smallest of
-    /// the texture, renderbuffer and viewport limits, read once when the context was made.
-    int maxFrameWidth() const { return mMaxFrameWidth; }
-    int maxFrameHeight() const { return mMaxFrameHeight; }
+    /// What GL contexts of this display hold of a frame, read once when the context was made:
+    /// the effect's contexts, made on the same display, read the same limits.
+    const GaussianBlur::GLContextLimits& limits() const { return mLimits; }
 
     /// The platform handles, for comparison with what is current.
     void* display() const { return mDisplay; }
@@ -39,8 +40,7 @@ public:
 private:
     void* mDisplay = nullptr;
     void* mContext = nullptr;
-    int mMaxFrameWidth = 0;
-    int mMaxFrameHeight = 0;
+    GaussianBlur::GLContextLimits mLimits;
 };
 
 } // namespace Brindel::Host
