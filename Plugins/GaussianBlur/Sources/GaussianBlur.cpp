@@ -162,26 +162,20 @@ void RenderFrame(PF_InData* in_data, PF_EffectWorld* inputWorld, PF_EffectWorld*
         }
         context->makeContextCurrent();
 
-        GLuint inputTexture = 0;
         AEOpenglMainFrameBuffer* stack = AEOpenglMainFrameBuffer::mainFrameBuffer();
-        // A failed frame leaves no level open and no input texture behind.
-        ScopeExit balance([&] {
-            if (inputTexture != 0) {
-                glDeleteTextures(1, &inputTexture);
-            }
-            stack->clearStack();
-        });
+        // A failed frame leaves no level open, and nothing of its storage is kept: what failed
+        // to allocate must not serve the next frame.
+        ScopeExit release([&] { stack->unprepare(); });
 
         stack->prepare(width, height, true);
         stack->beginDrawing();
         mWarpRender->setBlurScale(blur);
-        inputTexture =
-            AEOpenGLUtilities::UploadRows(format, input, pixelSize, pixelType, multiplier, false);
+        const GLuint inputTexture = stack->frameInputTexture();
+        AEOpenGLUtilities::UploadRowsInto(inputTexture, format, input, pixelSize, pixelType,
+                                          multiplier);
         mWarpRender->draw(inputTexture, multiplier);
-        glDeleteTextures(1, &inputTexture);
-        inputTexture = 0;
         stack->endDrawing(multiplier);
-        balance.release();
+        release.release();
 
         AEOpenGLUtilities::ReadFrame(static_cast<unsigned int>(width),
                                      static_cast<unsigned int>(height), pixelType, readBack.data());

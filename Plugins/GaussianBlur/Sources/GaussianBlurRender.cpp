@@ -192,7 +192,7 @@ void GaussianBlurRender::draw(unsigned int texture, float multiplier) {
     mShader->setUniform1f("multiplier16bit", multiplier);
     glDrawArrays(GL_TRIANGLES, 0, 6);
     unbindQuad();
-    glDeleteTextures(1, &intermediate);
+    stack->recycleTexture(intermediate);
 }
 
 std::vector<float> GaussianBlurRender::kernelWeights() const {

@@ -130,19 +130,34 @@ HostRows GetHostRows(int format, PF_LayerDef* world, PF_InData* in_data) {
     return rows;
 }
 
-unsigned int UploadRows(int format, const HostRows& input, unsigned long& pixelSize,
-                        GLenum& pixelType, float& multiplier, bool useMipmaps) {
-    DescribeFormat(format, pixelSize, pixelType, multiplier);
-    const GLuint texture = MakeTexture(input.width, input.height, useMipmaps);
-    // The host's rows go to GL as they are, without a copy; the row length,
-    // in pixels, skips the padding.
+namespace {
+
+// The host's rows go to GL as they are, without a copy; the row length, in pixels, skips the
+// padding. The texture is bound.
+void WriteBoundTexture(const HostRows& input, unsigned long pixelSize, GLenum pixelType) {
     glPixelStorei(GL_UNPACK_ROW_LENGTH,
                   static_cast<GLint>(input.rowbytes / static_cast<A_long>(pixelSize)));
     glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, input.width, input.height, GL_RGBA, pixelType,
                     input.start);
     glPixelStorei(GL_UNPACK_ROW_LENGTH, 0);
     glBindTexture(GL_TEXTURE_2D, 0);
+}
+
+} // namespace
+
+unsigned int UploadRows(int format, const HostRows& input, unsigned long& pixelSize,
+                        GLenum& pixelType, float& multiplier, bool useMipmaps) {
+    DescribeFormat(format, pixelSize, pixelType, multiplier);
+    const GLuint texture = MakeTexture(input.width, input.height, useMipmaps);
+    WriteBoundTexture(input, pixelSize, pixelType);
     return texture;
+}
+
+void UploadRowsInto(unsigned int texture, int format, const HostRows& input,
+                    unsigned long& pixelSize, GLenum& pixelType, float& multiplier) {
+    DescribeFormat(format, pixelSize, pixelType, multiplier);
+    glBindTexture(GL_TEXTURE_2D, texture);
+    WriteBoundTexture(input, pixelSize, pixelType);
 }
 
 void ReadFrame(unsigned int width, unsigned int height, GLenum pixelType, void* pixels) {

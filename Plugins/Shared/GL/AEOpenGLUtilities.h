@@ -59,6 +59,11 @@ HostRows GetHostRows(int format, PF_LayerDef* world, PF_InData* in_data);
 unsigned int UploadRows(int format, const HostRows& input, unsigned long& pixelSize,
                         gl::GLenum& pixelType, float& multiplier, bool useMipmaps);
 
+// As UploadRows, into `texture`'s existing storage, which has the rows' size: nothing is
+// allocated. The texture is left unbound.
+void UploadRowsInto(unsigned int texture, int format, const HostRows& input,
+                    unsigned long& pixelSize, gl::GLenum& pixelType, float& multiplier);
+
 // Reads the frame-buffer bound for reading (width by height) into `pixels`,
 // packed: GL calls only.
 void ReadFrame(unsigned int width, unsigned int height, gl::GLenum pixelType, void* pixels);

@@ -6,7 +6,6 @@
 #include <glbinding/gl/gl.h>
 
 #include <algorithm>
-#include <cstddef>
 
 using namespace gl;
 
@@ -16,12 +15,10 @@ namespace {
 
 constexpr int kSamples = 8;
 
-// magFilter GL_NONE leaves GL's default.
-GLuint CreateTexture(GLsizei width, GLsizei height, std::size_t bytes, GLenum internalFormat,
-                     GLenum minFilter, GLenum magFilter) {
-    // Taken before any GL object exists, so that exhausted memory surfaces as std::bad_alloc and
-    // leaves nothing behind.
-    const std::vector<unsigned char> zeros(bytes);
+// magFilter GL_NONE leaves GL's default. The storage is specified without a client buffer: every
+// user of these textures writes them whole before reading them.
+GLuint CreateTexture(GLsizei width, GLsizei height, GLenum internalFormat, GLenum minFilter,
+                     GLenum magFilter) {
     GLuint texture = 0;
     glGenTextures(1, &texture);
     glBindTexture(GL_TEXTURE_2D, texture);
@@ -32,7 +29,7 @@ GLuint CreateTexture(GLsizei width, GLsizei height, std::size_t bytes, GLenum in
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
     glTexImage2D(GL_TEXTURE_2D, 0, internalFormat, width, height, 0, GL_RGBA, GL_UNSIGNED_BYTE,
-                 zeros.data());
+                 nullptr);
     glBindTexture(GL_TEXTURE_2D, 0);
     return texture;
 }
@@ -40,17 +37,28 @@ GLuint CreateTexture(GLsizei width, GLsizei height, std::size_t bytes, GLenum in
 // A texture of a whole frame's size.
 GLuint CreateTexture(std::uint32_t width, std::uint32_t height, GLenum internalFormat,
                      GLenum minFilter, GLenum magFilter) {
-    return CreateTexture(static_cast<GLsizei>(width), static_cast<GLsizei>(height),
-                         static_cast<std::size_t>(width) * height * 4, internalFormat, minFilter,
-                         magFilter);
+    return CreateTexture(static_cast<GLsizei>(width), static_cast<GLsizei>(height), internalFormat,
+                         minFilter, magFilter);
 }
 
-// A texture of a size given in the kit's doubles: cut to whole pixels, with a
-// client buffer of the size's own area.
+// A texture of a size given in the kit's doubles, cut to whole pixels.
 GLuint CreateTexture(const Vec2& size, GLenum internalFormat, GLenum minFilter, GLenum magFilter) {
-    return CreateTexture(static_cast<GLsizei>(size.x), static_cast<GLsizei>(size.y),
-                         static_cast<std::size_t>(size.x * size.y * 4.0), internalFormat, minFilter,
-                         magFilter);
+    return CreateTexture(static_cast<GLsizei>(size.x), static_cast<GLsizei>(size.y), internalFormat,
+                         minFilter, magFilter);
+}
+
+void DeleteRenderbuffers(std::vector<GLuint>& names) {
+    if (!names.empty()) {
+        glDeleteRenderbuffers(static_cast<GLsizei>(names.size()), names.data());
+        names.clear();
+    }
+}
+
+void DeleteTextures(std::vector<GLuint>& names) {
+    if (!names.empty()) {
+        glDeleteTextures(static_cast<GLsizei>(names.size()), names.data());
+        names.clear();
+    }
 }
 
 // Filters of the 8-bit and the float render textures.
@@ -153,6 +161,7 @@ void AEOpenglMainFrameBuffer::unprepare() {
         mMainRenderbuffer = 0;
     }
     clearStack();
+    releaseKeptStorage();
     // Unprepared again, so that the next prepare remakes everything whatever its size.
     mWidth = 0;
     mHeight = 0;
@@ -167,6 +176,17 @@ void AEOpenglMainFrameBuffer::clearStack() {
     }
     mRenderbufferStack.clear();
     mStencilBuffers.clear();
+}
+
+void AEOpenglMainFrameBuffer::releaseKeptStorage() {
+    DeleteRenderbuffers(mFreeLevels);
+    DeleteRenderbuffers(mFreeStencilBuffers);
+    DeleteTextures(mFreeTextures);
+    DeleteTextures(mLentTextures);
+    if (mInputTexture != 0) {
+        glDeleteTextures(1, &mInputTexture);
+        mInputTexture = 0;
+    }
 }
 
 void AEOpenglMainFrameBuffer::destory() {
@@ -205,21 +225,16 @@ void AEOpenglMainFrameBuffer::endDrawing(float multiplier) {
     // The clear colour is the transparent black of the last push.
     glClear(GL_COLOR_BUFFER_BIT);
     mScreenRender->draw(texture, multiplier);
-    glDeleteTextures(1, &texture);
+    recycleTexture(texture);
 }
 
 void AEOpenglMainFrameBuffer::pushRenderContext(bool /*unused*/, bool withStencil) {
-    GLuint colour = 0;
-    glGenRenderbuffers(1, &colour);
-    glBindRenderbuffer(GL_RENDERBUFFER, colour);
-    allocateLevel(static_cast<unsigned int>(GL_RGBA));
+    const GLuint colour = takeLevel(mFreeLevels, static_cast<unsigned int>(GL_RGBA));
     glBindFramebuffer(GL_FRAMEBUFFER, stackFramebuffer());
     glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER, colour);
     if (withStencil) {
-        GLuint stencil = 0;
-        glGenRenderbuffers(1, &stencil);
-        glBindRenderbuffer(GL_RENDERBUFFER, stencil);
-        allocateLevel(static_cast<unsigned int>(GL_STENCIL_INDEX8));
+        const GLuint stencil =
+            takeLevel(mFreeStencilBuffers, static_cast<unsigned int>(GL_STENCIL_INDEX8));
         glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_STENCIL_ATTACHMENT, GL_RENDERBUFFER, stencil);
         mStencilBuffers[colour] = stencil;
     }
@@ -232,7 +247,14 @@ GLuint AEOpenglMainFrameBuffer::popRenderContext() {
     if (mRenderbufferStack.empty()) {
         return 0;
     }
-    const GLuint texture = createRenderTexture(false);
+    GLuint texture = 0;
+    if (mFreeTextures.empty()) {
+        texture = createRenderTexture(false);
+    } else {
+        texture = mFreeTextures.back();
+        mFreeTextures.pop_back();
+    }
+    mLentTextures.push_back(texture);
     const auto width = static_cast<GLint>(mWidth);
     const auto height = static_cast<GLint>(mHeight);
     if (mMultisampled) {
@@ -242,23 +264,22 @@ GLuint AEOpenglMainFrameBuffer::popRenderContext() {
                                0);
         glBlitFramebuffer(0, 0, width, height, 0, 0, width, height, GL_COLOR_BUFFER_BIT,
                           GL_NEAREST);
-        // Deleting a texture detaches it only from the frame-buffer objects bound at that
-        // moment; left attached here, the caller's delete would free the name but not the
-        // storage, which would live on until the next pop.
+        // Left attached, a texture that a caller deletes would keep its storage until the next
+        // pop: deleting detaches it only from the frame-buffer objects bound at that moment.
         glFramebufferTexture2D(GL_DRAW_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, 0, 0);
     } else {
+        // Into the texture's existing storage: a copy that specified it anew would allocate.
         glBindTexture(GL_TEXTURE_2D, texture);
-        glCopyTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA, 0, 0, width, height, 0);
+        glCopyTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, 0, 0, width, height);
     }
 
     const GLuint top = mRenderbufferStack.back();
-    glDeleteRenderbuffers(1, &top);
     mRenderbufferStack.pop_back();
+    mFreeLevels.push_back(top);
     const auto stencil = mStencilBuffers.find(top);
     if (stencil != mStencilBuffers.end()) {
-        const GLuint stencilBuffer = stencil->second;
+        mFreeStencilBuffers.push_back(stencil->second);
         mStencilBuffers.erase(stencil);
-        glDeleteRenderbuffers(1, &stencilBuffer);
     }
 
     if (!mRenderbufferStack.empty()) {
@@ -268,6 +289,26 @@ GLuint AEOpenglMainFrameBuffer::popRenderContext() {
         glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER, below);
     }
     return texture;
+}
+
+void AEOpenglMainFrameBuffer::recycleTexture(unsigned int texture) {
+    if (texture == 0) {
+        return;
+    }
+    const auto lent = std::find(mLentTextures.begin(), mLentTextures.end(), texture);
+    if (lent == mLentTextures.end()) {
+        glDeleteTextures(1, &texture);
+        return;
+    }
+    mLentTextures.erase(lent);
+    mFreeTextures.push_back(texture);
+}
+
+GLuint AEOpenglMainFrameBuffer::frameInputTexture() {
+    if (mInputTexture == 0) {
+        mInputTexture = createFloatRenderTexture(true, false);
+    }
+    return mInputTexture;
 }
 
 void AEOpenglMainFrameBuffer::pushNormalRenderContext(unsigned int texture) {
@@ -363,6 +404,20 @@ void AEOpenglMainFrameBuffer::makeFramebuffers() {
         // frame black; a full-screen quad covers every sample, so fewer change nothing.
         mSamples = limits().samples(kSamples);
     }
+}
+
+GLuint AEOpenglMainFrameBuffer::takeLevel(std::vector<GLuint>& pool, unsigned int format) const {
+    GLuint level = 0;
+    if (pool.empty()) {
+        glGenRenderbuffers(1, &level);
+        glBindRenderbuffer(GL_RENDERBUFFER, level);
+        allocateLevel(format);
+    } else {
+        level = pool.back();
+        pool.pop_back();
+        glBindRenderbuffer(GL_RENDERBUFFER, level);
+    }
+    return level;
 }
 
 GLuint AEOpenglMainFrameBuffer::stackFramebuffer() const {

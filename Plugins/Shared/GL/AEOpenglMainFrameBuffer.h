@@ -13,11 +13,17 @@ namespace Brindel::GaussianBlur {
 class ScreenRender;
 class Vec2;
 
-/// The off-screen targets of a frame: a stack of colour renderbuffers, multisampled as a rule. A
-/// push opens a fresh level cleared to transparent black; a pop resolves the top level into a new
-/// texture that the caller owns, and the level below becomes the target again with its image as
-/// it was. `endDrawing` passes the bottom level through ScreenRender into one persistent
+/// The off-screen targets of a frame: a stack of colour renderbuffers, single-sampled or
+/// multisampled. A push opens a level cleared to transparent black; a pop resolves the top level
+/// into a texture that it lends the caller, and the level below becomes the target again with its
+/// image as it was. `endDrawing` passes the bottom level through ScreenRender into one persistent
 /// renderbuffer, which stays bound for the read-back.
+///
+/// The storage of a frame is kept while the size stays: the levels' renderbuffers, the textures
+/// that pops lend and the frame's input texture are made at their first use and handed out again
+/// on later frames, so that a steady run makes and specifies nothing per frame. Making and freeing
+/// frame-sized storage every frame makes drivers return it to the process's allocator, whose heap
+/// then grows without bound in hosts we do not own. A change of size, and set-down, release them.
 ///
 /// Frame-buffer objects are not shared between contexts, while frames may be rendered on several
 /// threads in turn, each with its own context: every context that prepares a frame gets its own
@@ -52,10 +58,13 @@ public:
     void prepare(long width, long height, bool multisampled);
     /// The limits of the current context, read at its first use here.
     const GLContextLimits& limits();
-    /// Deletes this context's frame-buffer objects, the final renderbuffer and the stack.
+    /// Deletes this context's frame-buffer objects, the final renderbuffer, the stack and the
+    /// frame's kept storage.
     void unprepare();
     /// Deletes the renderbuffers of the stack and empties it.
     void clearStack();
+    /// Whether the frame's objects have been made: a frame of this size has been prepared.
+    bool prepared() const { return mMainRenderbuffer != 0; }
     /// Takes everything down at global set-down; the instance is as constructed afterwards.
     void destory();
 
@@ -67,8 +76,16 @@ public:
 
     /// Opens a level. The first argument has no effect.
     void pushRenderContext(bool unused, bool withStencil);
-    /// Closes the top level into a new texture that the caller deletes; 0 on an empty stack.
+    /// Closes the top level into a texture lent to the caller, who gives it back with
+    /// `recycleTexture` when done; 0 on an empty stack.
     unsigned int popRenderContext();
+    /// Takes back a texture that a pop lent, to lend it again. A texture the stack did not lend is
+    /// deleted, as the caller's own delete would have done; 0 is ignored.
+    void recycleTexture(unsigned int texture);
+
+    /// The frame's input texture: `GL_RGBA32F`, the frame's size, linear filters, edges clamped.
+    /// Made at its first use and kept while the size stays; what it holds is the last upload's.
+    unsigned int frameInputTexture();
 
     /// Renders into `texture` through a temporary frame-buffer object, outside the stack.
     void pushNormalRenderContext(unsigned int texture);
@@ -77,11 +94,12 @@ public:
     /// Closes the temporary frame-buffer object and returns to the stack's top level.
     void popNormalRenderContext();
 
-    /// A texture of the frame's size, 8 bits a channel, zeroed, edges clamped.
+    /// A new texture of the frame's size, 8 bits a channel, edges clamped, for the caller to
+    /// delete. Its content is undefined until drawn: storage is specified without a client buffer.
     unsigned int createRenderTexture(bool mipmapped);
     /// As above, of the given size (cut to whole pixels).
     unsigned int createRenderTexture(const Vec2& size, bool mipmapped);
-    /// A texture of the frame's size with 32-bit float channels, zeroed, edges clamped.
+    /// As above with 32-bit float channels.
     unsigned int createFloatRenderTexture(bool linear, bool mipmapped);
     /// As above, of the given size (cut to whole pixels).
     unsigned int createFloatRenderTexture(const Vec2& size, bool linear, bool mipmapped);
@@ -104,6 +122,9 @@ private:
     void makeFramebuffers();
     unsigned int stackFramebuffer() const;
     void allocateLevel(unsigned int format) const;
+    /// A level's renderbuffer of `format` from `pool`, or a new one; bound.
+    unsigned int takeLevel(std::vector<unsigned int>& pool, unsigned int format) const;
+    void releaseKeptStorage();
 
     unsigned int mResolveFramebuffer = 0;
     unsigned int mFramebuffer = 0;
@@ -115,6 +136,14 @@ private:
     std::vector<unsigned int> mRenderbufferStack;
     std::map<unsigned int, unsigned int> mStencilBuffers;
     std::unique_ptr<ScreenRender> mScreenRender;
+
+    /// Kept storage of the frame's size, shared by every context of the share group: levels and
+    /// stencil buffers off the stack, textures to lend, those lent out, and the input texture.
+    std::vector<unsigned int> mFreeLevels;
+    std::vector<unsigned int> mFreeStencilBuffers;
+    std::vector<unsigned int> mFreeTextures;
+    std::vector<unsigned int> mLentTextures;
+    unsigned int mInputTexture = 0;
 
     /// Samples of a multisampled level: 8, or fewer where the context offers fewer.
     int mSamples = 0;
