@@ -25,7 +25,6 @@
 #include <thread>
 #include <vector>
 
-#include "AllocatorPolicy.h"
 #include "EffectHost.h"
 #include "GLObjectCounter.h"
 #include "World.h"
@@ -172,8 +171,6 @@ void InjectFault(EffectHost& host, std::mt19937& random) {
 } // namespace
 
 int main(int argc, char** argv) {
-    // The soak owns its process, as aehost does.
-    Brindel::Host::UseFixedMmapThreshold();
     Options options;
     try {
         options = Parse(argc, argv);

@@ -4,6 +4,7 @@
 #include <sstream>
 
 #include "AehostOptions.h"
+#include "StandardErrorMute.h"
 
 namespace Brindel::Host {
 
@@ -82,8 +83,9 @@ void FrameRenderer::Worker::loop() {
     }
 }
 
-FrameRenderer::FrameRenderer(EffectHost& host, double blur, int downsample, int threads)
-    : mHost(host) {
+FrameRenderer::FrameRenderer(EffectHost& host, double blur, int downsample, int threads, bool quiet)
+    : mHost(host), mQuiet(quiet) {
+    const StandardErrorMute mute(mQuiet);
     // The effect's contexts come from the same display as the host's, so they share its limits.
     mLimits = mHost.glContext().limits();
     PF_InData& in = mHost.inData();
@@ -112,6 +114,7 @@ FrameRenderer::FrameRenderer(EffectHost& host, double blur, int downsample, int 
 }
 
 FrameRenderer::~FrameRenderer() {
+    const StandardErrorMute mute(mQuiet);
     mWorkers.clear();
     if (!mFinished) {
         mHost.send(PF_Cmd_GLOBAL_SETDOWN);
@@ -134,6 +137,7 @@ double FrameRenderer::render(World& input, World& output) {
     mNext = (mNext + 1) % mWorkers.size();
 
     double milliseconds = 0.0;
+    const StandardErrorMute mute(mQuiet);
     worker.run([&] {
         const auto start = std::chrono::steady_clock::now();
         PF_PreRenderInput request{};
@@ -152,6 +156,7 @@ double FrameRenderer::render(World& input, World& output) {
 }
 
 void FrameRenderer::finish() {
+    const StandardErrorMute mute(mQuiet);
     mWorkers.clear();
     mFinished = true;
     check(PF_Cmd_GLOBAL_SETDOWN, mHost.send(PF_Cmd_GLOBAL_SETDOWN));

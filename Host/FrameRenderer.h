@@ -42,8 +42,9 @@ class FrameRenderer {
 public:
     // Sets the effect up and its "Blur Scale" to `blur` frame pixels at the
     // downsample 1/`downsample`. Throws PluginError, or UsageError for a blur
-    // outside the parameter's range.
-    FrameRenderer(EffectHost& host, double blur, int downsample, int threads);
+    // outside the parameter's range. With `quiet`, what the plug-in prints to
+    // standard error while it runs a command is dropped.
+    FrameRenderer(EffectHost& host, double blur, int downsample, int threads, bool quiet = false);
     // Sets the effect down if finish() was not called; errors are dropped.
     ~FrameRenderer();
     FrameRenderer(const FrameRenderer&) = delete;
@@ -80,6 +81,7 @@ private:
     void check(PF_Cmd cmd, PF_Err err) const;
 
     EffectHost& mHost;
+    bool mQuiet = false;
     GaussianBlur::GLContextLimits mLimits;
     std::vector<std::unique_ptr<Worker>> mWorkers;
     size_t mNext = 0;

@@ -1,37 +1,24 @@
 #include "StandardOutput.h"
 
+#include <initializer_list>
+
 #include <fcntl.h>
 #include <unistd.h>
 
 namespace Brindel::Host {
 
-StandardOutput::StandardOutput(bool passToStandardError) {
-    std::fflush(stdout);
-    // Above the standard three, and not inherited by anything started later.
-    const int real = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
-    if (real >= 0) {
-        mStream = fdopen(real, "w");
-        if (!mStream) {
-            close(real);
-        }
+StandardOutput::StandardOutput() {
+    if (fcntl(STDOUT_FILENO, F_GETFD) >= 0) {
+        mStream = stdout;
     }
-    // Descriptor 1 always points somewhere after this, even when it was
-    // closed: a file opened later must not take its place.
-    const int target = passToStandardError ? dup(STDERR_FILENO) : open("/dev/null", O_WRONLY);
-    if (target >= 0) {
-        dup2(target, STDOUT_FILENO);
-        if (target != STDOUT_FILENO) {
-            close(target);
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(descriptor, F_GETFD) < 0) {
+            const int nothing = open("/dev/null", O_RDWR);
+            if (nothing >= 0 && nothing != descriptor) {
+                dup2(nothing, descriptor);
+                close(nothing);
+            }
         }
-    }
-}
-
-StandardOutput::~StandardOutput() {
-    std::fflush(stdout);
-    if (mStream) {
-        std::fflush(mStream);
-        dup2(fileno(mStream), STDOUT_FILENO);
-        std::fclose(mStream);
     }
 }
 

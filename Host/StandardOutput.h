@@ -4,18 +4,17 @@
 
 namespace Brindel::Host {
 
-// Keeps the process's standard output for aehost's own output (frames and
-// messages) and points file descriptor 1, where a plug-in's console output
-// goes, at standard error or at nothing. Restores descriptor 1 when it goes.
+// aehost's standard output, which carries frames (with `-` as OUT) or its own result line and
+// nothing else: the plug-in prints to standard error. A standard descriptor that the process was
+// started with closed is pointed at nothing, so that a file opened later cannot take its number
+// and receive another writer's lines.
 class StandardOutput {
 public:
-    explicit StandardOutput(bool passToStandardError);
-    ~StandardOutput();
+    StandardOutput();
     StandardOutput(const StandardOutput&) = delete;
     StandardOutput& operator=(const StandardOutput&) = delete;
 
-    // The real standard output; null when the process was started with it
-    // closed.
+    // The standard output; null when the process was started with it closed.
     FILE* stream() const { return mStream; }
     int descriptor() const { return mStream ? fileno(mStream) : -1; }
     bool isTerminal() const;

@@ -14,7 +14,6 @@
 
 #include "AehostChecks.h"
 #include "AehostOptions.h"
-#include "AllocatorPolicy.h"
 #include "EffectHost.h"
 #include "FrameRenderer.h"
 #include "ImageFile.h"
@@ -79,7 +78,8 @@ private:
 // The plug-in, set up for a run.
 struct Session {
     Session(const std::string& plugin, const AehostOptions& options)
-        : host(plugin), renderer(host, options.blur, options.downsample, options.threads),
+        : host(plugin),
+          renderer(host, options.blur, options.downsample, options.threads, !options.verbose),
           report(options.report) {}
 
     // Renders one picture, scaled down first at a downsample.
@@ -299,7 +299,6 @@ int Run(const AehostOptions& options, const StandardOutput& standardOutput) {
 } // namespace
 
 int main(int argc, char** argv) {
-    UseFixedMmapThreshold();
     // A reader that goes away is reported as a write error, not a silent death.
     std::signal(SIGPIPE, SIG_IGN);
     AehostOptions options;
@@ -313,9 +312,7 @@ int main(int argc, char** argv) {
         std::fputs(options.help ? AehostOptions::Usage() : AehostOptions::Version(), stdout);
         return std::fflush(stdout) == 0 ? 0 : kExitUsage;
     }
-    // The plug-in prints to standard output; frames and aehost's own lines
-    // keep the real one.
-    const StandardOutput standardOutput(options.verbose);
+    const StandardOutput standardOutput;
     const Interrupt interrupt;
     try {
         return Run(options, standardOutput);

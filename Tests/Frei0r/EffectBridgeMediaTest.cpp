@@ -78,6 +78,34 @@ TEST_F(Frei0rMedia, FfmpegFilterMatchesAehostOnOpaqueAndTransparentClips) {
         const std::string output = ReadBytes(filtered);
         EXPECT_NE(output, input) << "the frames were not blurred";
         expectClose(output, aehost(input));
+
+        // Piped, the stream holds the frames and nothing that the effect prints.
+        const fs::path piped = folder / "piped.rgba";
+        const std::string command =
+            Tool("ffmpeg -nostdin -loglevel error -i " + Quoted(clip) +
+                 " -vf frei0r=filter_name=gaussian_blur:filter_params=" + kBlurScale +
+                 " -f rawvideo -pix_fmt rgba - > " + Quoted(piped) + " 2> " +
+                 Quoted(folder / "stderr.txt"));
+        ASSERT_EQ(RunCommand(command), 0) << command;
+        EXPECT_TRUE(ReadBytes(piped) == output) << "the piped stream differs from the file";
+    }
+}
+
+// The effect is a guest: the host's allocator is left as it is, and its memory must stay flat
+// however long the stream, on every branch of the blur.
+TEST_F(Frei0rMedia, FfmpegPeakMemoryStaysFlatOverALongStreamAtEveryBlurBranch) {
+    // Blur 0 and 0.4 px take the single pass, 3 px the two passes.
+    for (const char* blur : {"0", "0.0066667", "0.05"}) {
+        double peak[2] = {};
+        for (const int frames : {40, 240}) {
+            peak[frames == 240] = PeakMiBOf(Tool(
+                "ffmpeg -nostdin -loglevel error -f lavfi -i testsrc2=s=320x180:r=25 "
+                "-frames:v " +
+                std::to_string(frames) + " -vf frei0r=filter_name=gaussian_blur:filter_params=" +
+                blur + " -f null - 2> " + Quoted(folder / "stderr.txt")));
+        }
+        EXPECT_LT(peak[1] - peak[0], 16.0) << "Blur Scale " << blur << ": " << peak[0]
+                                           << " MiB after 40 frames, " << peak[1] << " after 240";
     }
 }
 

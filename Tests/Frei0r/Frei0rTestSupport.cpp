@@ -1,6 +1,7 @@
 #include "Frei0rTestSupport.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -40,6 +41,23 @@ void WriteBytes(const fs::path& path, const std::string& bytes) {
 int RunCommand(const std::string& command) {
     const int status = std::system(command.c_str());
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+double PeakMiBOf(const std::string& command) {
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        ::execl("/bin/sh", "sh", "-c", ("exec " + command).c_str(), static_cast<char*>(nullptr));
+        ::_exit(127);
+    }
+    int status = 0;
+    struct rusage usage {};
+    if (pid < 0 || ::wait4(pid, &status, 0, &usage) != pid || !WIFEXITED(status) ||
+        WEXITSTATUS(status) != 0) {
+        ADD_FAILURE() << command << ": status " << status;
+        return 0.0;
+    }
+    // ru_maxrss is in KiB, and it is this child's alone.
+    return static_cast<double>(usage.ru_maxrss) / 1024.0;
 }
 
 std::string Quoted(const fs::path& path) {

@@ -28,6 +28,8 @@ void WriteBytes(const std::filesystem::path& path, const std::string& bytes);
 // Runs a shell command line; the result is its exit status, or -1 when it
 // did not exit normally.
 int RunCommand(const std::string& command);
+// The peak resident memory of a shell command run as one process (`exec`), which must succeed.
+double PeakMiBOf(const std::string& command);
 
 // Quotes a path for a shell command line.
 std::string Quoted(const std::filesystem::path& path);

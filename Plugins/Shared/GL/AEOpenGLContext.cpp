@@ -241,12 +241,12 @@ void AEOpenGLContext::InitializeOpenGLBindings() {
     // switching to it.
     glbinding::Binding::useContext(context);
 
-    std::cout << std::endl;
-    std::cout << "OpenGL Version:  " << glbinding::ContextInfo::version() << std::endl;
-    std::cout << "OpenGL Vendor:   " << glbinding::ContextInfo::vendor() << std::endl;
-    std::cout << "OpenGL Renderer: " << glbinding::ContextInfo::renderer() << std::endl;
-    std::cout << "OpenGL Revision: " << glbinding::Meta::glRevision() << " (gl.xml)" << std::endl;
-    std::cout << std::endl;
+    std::cerr << std::endl;
+    std::cerr << "OpenGL Version:  " << glbinding::ContextInfo::version() << std::endl;
+    std::cerr << "OpenGL Vendor:   " << glbinding::ContextInfo::vendor() << std::endl;
+    std::cerr << "OpenGL Renderer: " << glbinding::ContextInfo::renderer() << std::endl;
+    std::cerr << "OpenGL Revision: " << glbinding::Meta::glRevision() << " (gl.xml)" << std::endl;
+    std::cerr << std::endl;
 }
 
 AEOpenGLContext::PlatformContext AEOpenGLContext::createNSContext(PlatformContext share,

@@ -26,7 +26,7 @@ void dumpShaderErrorS(GLuint shader, const char* stage) {
     glGetShaderInfoLog(shader, kLogSize, &length, log);
     length = length < 0 ? 0 : (length > kLogSize ? kLogSize : length);
     log[length] = '\0';
-    std::printf("Shader %s error:\n%s\n", stage, log);
+    std::fprintf(stderr, "Shader %s error:\n%s\n", stage, log);
 }
 
 void dumpProgramError(GLuint program) {
@@ -35,7 +35,7 @@ void dumpProgramError(GLuint program) {
     glGetProgramInfoLog(program, kLogSize, &length, log);
     length = length < 0 ? 0 : (length > kLogSize ? kLogSize : length);
     log[length] = '\0';
-    std::printf("Program error:\n%s\n", log);
+    std::fprintf(stderr, "Program error:\n%s\n", log);
 }
 
 bool compileStage(GLuint shader, const std::string& source, const char* stage) {

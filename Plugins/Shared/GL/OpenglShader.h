@@ -17,7 +17,7 @@ class Vec4;
 ///
 /// Construction and `addAttributeBinding` make no GL call, so an object may exist before any
 /// context. Every other operation needs a context of the program's share group current. A
-/// failed build reports on standard output and leaves the object unbuilt: every setter then
+/// failed build reports on standard error and leaves the object unbuilt: every setter then
 /// does nothing, and the next `useProgram` tries again.
 class OpenglShader {
 public:

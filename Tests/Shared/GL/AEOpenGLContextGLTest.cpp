@@ -1,7 +1,7 @@
 #include "AEOpenGLContext.h"
 #include "GLCallRecorder.h"
 #include "GLTest.h"
-#include "StdoutCapture.h"
+#include "StderrCapture.h"
 
 #include <glbinding/Meta.h>
 #include <glbinding/gl/gl.h>
@@ -12,7 +12,7 @@ using namespace gl;
 using Brindel::GaussianBlur::AEOpenGLContext;
 using Brindel::Testing::GLCallRecorder;
 using Brindel::Testing::GLTest;
-using Brindel::Testing::StdoutCapture;
+using Brindel::Testing::StderrCapture;
 
 namespace {
 
@@ -24,7 +24,7 @@ std::string GLString(GLenum name) {
 }
 
 TEST_F(ContextCreation, PrintsTheVersionBlockForEveryContextMade) {
-    StdoutCapture capture;
+    StderrCapture capture;
     AEOpenGLContext data(nullptr);
     AEOpenGLContext render(&data);
     GLint major = 0;

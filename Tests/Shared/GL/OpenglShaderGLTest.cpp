@@ -4,7 +4,7 @@
 #include "GLTest.h"
 #include "Mat4.h"
 #include "OpenglShader.h"
-#include "StdoutCapture.h"
+#include "StderrCapture.h"
 #include "Vec2.h"
 #include "Vec3.h"
 #include "Vec4.h"
@@ -21,7 +21,7 @@ using namespace gl;
 using namespace Brindel::GaussianBlur;
 using Brindel::Testing::GLCallRecorder;
 using Brindel::Testing::GLTest;
-using Brindel::Testing::StdoutCapture;
+using Brindel::Testing::StderrCapture;
 
 namespace {
 
@@ -149,7 +149,7 @@ TEST_F(ShaderBuild, CompileErrorReportsTheFirstFailingStageCutTo512BytesAndRetri
 
     GLCallRecorder recorder;
     OpenglShader shader(kVertex, broken);
-    StdoutCapture first;
+    StderrCapture first;
     shader.useProgram();
     const std::string printed = first.text();
     // 512 bytes with the terminating zero.
@@ -169,11 +169,11 @@ TEST_F(ShaderBuild, CompileErrorReportsTheFirstFailingStageCutTo512BytesAndRetri
     shader.disableVertexAttributeArray(0);
     EXPECT_TRUE(recorder.calls().empty()) << "an unbuilt program ignores its setters";
 
-    StdoutCapture again;
+    StderrCapture again;
     shader.useProgram();
     EXPECT_EQ(printed, again.text()) << "the next use builds afresh";
 
-    StdoutCapture bothBroken;
+    StderrCapture bothBroken;
     OpenglShader firstOnly("#version 330\nvoid main() { broken }", broken);
     firstOnly.useProgram();
     const std::string text = bothBroken.text();
@@ -190,7 +190,7 @@ TEST_F(ShaderBuild, LinkErrorReportsTheProgramLogAndDeletesTheProgram) {
     ASSERT_FALSE(log.empty());
     GLCallRecorder recorder;
     OpenglShader shader(kVertex, unmatched);
-    StdoutCapture capture;
+    StderrCapture capture;
     shader.useProgram();
 
     EXPECT_EQ("Program error:\n" + log.substr(0, 511) + "\n", capture.text());

@@ -1,4 +1,4 @@
-#include "StdoutCapture.h"
+#include "StderrCapture.h"
 
 #include <iostream>
 #include <stdexcept>
@@ -7,24 +7,24 @@
 
 namespace Brindel::Testing {
 
-StdoutCapture::StdoutCapture() {
-    std::cout.flush();
-    std::fflush(stdout);
+StderrCapture::StderrCapture() {
+    std::cerr.flush();
+    std::fflush(stderr);
     mFile = std::tmpfile();
-    mSavedDescriptor = dup(STDOUT_FILENO);
-    if (mFile == nullptr || mSavedDescriptor < 0 || dup2(fileno(mFile), STDOUT_FILENO) < 0) {
-        throw std::runtime_error("standard output cannot be captured");
+    mSavedDescriptor = dup(STDERR_FILENO);
+    if (mFile == nullptr || mSavedDescriptor < 0 || dup2(fileno(mFile), STDERR_FILENO) < 0) {
+        throw std::runtime_error("standard error cannot be captured");
     }
 }
 
-StdoutCapture::~StdoutCapture() {
+StderrCapture::~StderrCapture() {
     stop();
     if (mFile != nullptr) {
         std::fclose(mFile);
     }
 }
 
-std::string StdoutCapture::text() {
+std::string StderrCapture::text() {
     stop();
     std::string captured;
     std::rewind(mFile);
@@ -35,13 +35,13 @@ std::string StdoutCapture::text() {
     return captured;
 }
 
-void StdoutCapture::stop() {
+void StderrCapture::stop() {
     if (mSavedDescriptor < 0) {
         return;
     }
-    std::cout.flush();
-    std::fflush(stdout);
-    dup2(mSavedDescriptor, STDOUT_FILENO);
+    std::cerr.flush();
+    std::fflush(stderr);
+    dup2(mSavedDescriptor, STDERR_FILENO);
     close(mSavedDescriptor);
     mSavedDescriptor = -1;
 }

@@ -5,15 +5,15 @@
 
 namespace Brindel::Testing {
 
-/// Captures what the process writes to its standard output, through printf and std::cout
+/// Captures what the process writes to its standard error, through printf and std::cerr
 /// alike, from construction until `text`. Not for use from several threads at once.
-class StdoutCapture {
+class StderrCapture {
 public:
-    StdoutCapture();
-    ~StdoutCapture();
+    StderrCapture();
+    ~StderrCapture();
 
-    StdoutCapture(const StdoutCapture&) = delete;
-    StdoutCapture& operator=(const StdoutCapture&) = delete;
+    StderrCapture(const StderrCapture&) = delete;
+    StderrCapture& operator=(const StderrCapture&) = delete;
 
     /// Ends the capture and returns what was written.
     std::string text();
