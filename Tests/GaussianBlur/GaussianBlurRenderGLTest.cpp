@@ -14,14 +14,21 @@
 #include <thread>
 #include <vector>
 
+#include "AEOpenGLContext.h"
+#include "AEOpenGLUtilities.h"
+#include "AEOpenglMainFrameBuffer.h"
 #include "AE_EffectCBSuites.h"
 #include "AE_GeneralPlug.h"
 #include "BlurModel.h"
 #include "EffectHost.h"
 #include "GLCallRecorder.h"
+#include "GLTest.h"
 #include "GaussianBlurRender.h"
 
+using Brindel::GaussianBlur::AEOpenGLContext;
+using Brindel::GaussianBlur::AEOpenglMainFrameBuffer;
 using Brindel::GaussianBlur::GaussianBlurRender;
+namespace AEOpenGLUtilities = Brindel::GaussianBlur::AEOpenGLUtilities;
 using Brindel::Host::Callback;
 using Brindel::Host::EffectHost;
 using Brindel::Host::SuiteFault;
@@ -219,6 +226,77 @@ TEST_P(GaussianBlurModel, FramesMatchTheCpuModelWithinOneLevel) {
 
 INSTANTIATE_TEST_SUITE_P(Images, GaussianBlurModel,
                          ::testing::Values("gradient", "checkerboard", "noise", "transparency"));
+
+// The GL half of a frame as the effect runs it, with the stack's levels in either mode.
+Pixels RenderLevels(GaussianBlurRender& render, const Pixels& pixels, int w, int h, double blur,
+                    bool multisampled) {
+    AEOpenglMainFrameBuffer* stack = AEOpenglMainFrameBuffer::mainFrameBuffer();
+    stack->unprepare();
+    stack->prepare(w, h, multisampled);
+    stack->beginDrawing();
+    render.setBlurScale(blur);
+    AEOpenGLUtilities::HostRows rows;
+    rows.start = const_cast<PF_Pixel8*>(pixels.data());
+    rows.rowbytes = w * static_cast<A_long>(sizeof(PF_Pixel8));
+    rows.width = w;
+    rows.height = h;
+    unsigned long pixelSize = 0;
+    gl::GLenum type = gl::GL_NONE;
+    float multiplier = 0.0f;
+    const unsigned int texture = stack->frameInputTexture();
+    AEOpenGLUtilities::UploadRowsInto(texture, PF_PixelFormat_ARGB32, rows, pixelSize, type,
+                                      multiplier);
+    render.draw(texture, multiplier);
+    stack->endDrawing(multiplier);
+    Pixels result(pixels.size());
+    AEOpenGLUtilities::ReadFrame(w, h, type, result.data());
+    return result;
+}
+
+using LevelModes = Brindel::Testing::GLTest;
+
+// Every pass draws one quad over the whole level, so all samples of a pixel hold one value and
+// single-sampled levels give the multisampled frame: at every blur branch (none, below one half,
+// one, even, odd, a downsampled half pixel, the largest), odd sizes and alpha edges.
+TEST_F(LevelModes, SingleSampledLevelsGiveTheMultisampledFramesByteForByte) {
+    AEOpenGLContext context(nullptr);
+    context.makeContextCurrent();
+    {
+        GaussianBlurRender render;
+        {
+            // The two modes do take different roads.
+            GLCallRecorder recorder;
+            RenderLevels(render, Noise(5, 3), 5, 3, 3.0, true);
+            EXPECT_EQ(recorder.count("glBlitFramebuffer"), 2u);
+            recorder.clear();
+            RenderLevels(render, Noise(5, 3), 5, 3, 3.0, false);
+            EXPECT_EQ(recorder.count("glBlitFramebuffer"), 0u);
+            EXPECT_EQ(recorder.count("glRenderbufferStorageMultisample"), 0u);
+        }
+        struct Image {
+            const char* name;
+            int w, h;
+            Pixels (*make)(int, int);
+        };
+        for (const Image& image :
+             {Image{"gradient", 257, 131, Gradient}, Image{"noise", 33, 17, Noise},
+              Image{"transparency", 96, 61, Transparency},
+              Image{"checkerboard", 7, 300, Checkerboard}}) {
+            const Pixels pixels = image.make(image.w, image.h);
+            for (const double blur : {0.0, 0.4, 1.0, 3.0, 7.0, 3.5, 60.0}) {
+                const Pixels multi = RenderLevels(render, pixels, image.w, image.h, blur, true);
+                const Pixels single = RenderLevels(render, pixels, image.w, image.h, blur, false);
+                int differing = 0;
+                for (size_t i = 0; i < multi.size(); ++i) {
+                    differing += std::memcmp(&multi[i], &single[i], sizeof(PF_Pixel8)) != 0;
+                }
+                EXPECT_EQ(differing, 0) << image.name << " at blur " << blur;
+            }
+        }
+        AEOpenglMainFrameBuffer::mainFrameBuffer()->destory();
+    }
+    EXPECT_NO_GL_ERROR();
+}
 
 TEST_F(GaussianBlurFrame, PremultiplyingAndBackLosesColourAtHalfAlpha) {
     const Pixels out = renderPixels({{128, 200, 100, 50}}, 1, 1, 0.0);

@@ -167,7 +167,10 @@ void RenderFrame(PF_InData* in_data, PF_EffectWorld* inputWorld, PF_EffectWorld*
         // to allocate must not serve the next frame.
         ScopeExit release([&] { stack->unprepare(); });
 
-        stack->prepare(width, height, true);
+        // Single-sampled levels: every pass draws one quad over the whole level, so the samples
+        // of a pixel would all hold one value, at several times the memory and bandwidth. The
+        // frames are the multisampled ones byte for byte.
+        stack->prepare(width, height, false);
         stack->beginDrawing();
         mWarpRender->setBlurScale(blur);
         const GLuint inputTexture = stack->frameInputTexture();
