@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <EGL/egl.h>
+#include <dlfcn.h>
 #include <glbinding/Binding.h>
 
 #include <atomic>
@@ -14,6 +15,7 @@
 #include <cstring>
 #include <future>
 #include <limits>
+#include <memory>
 #include <mutex>
 #include <set>
 #include <thread>
@@ -121,19 +123,44 @@ bool EverBound(EGLContext context) {
 
 } // namespace
 
-TEST(GaussianBlurGuest, ClientApiTheHostBoundIsLeftAsFound) {
-    EffectHost host(BRINDEL_PLUGIN_PATH);
-    host.useHostContext(false);
-    OnFreshThread([&] {
-        ASSERT_TRUE(eglBindAPI(EGL_OPENGL_ES_API));
-        EXPECT_EQ(host.send(PF_Cmd_GLOBAL_SETUP), PF_Err_NONE);
-        EXPECT_EQ(eglQueryAPI(), static_cast<EGLenum>(EGL_OPENGL_ES_API)) << "after set-up";
-        ASSERT_EQ(host.send(PF_Cmd_PARAMS_SETUP), PF_Err_NONE);
-        ExpectFrameIntact(host, 2.0);
-        EXPECT_EQ(eglQueryAPI(), static_cast<EGLenum>(EGL_OPENGL_ES_API)) << "after a frame";
-        EXPECT_EQ(host.send(PF_Cmd_GLOBAL_SETDOWN), PF_Err_NONE);
-        EXPECT_EQ(eglQueryAPI(), static_cast<EGLenum>(EGL_OPENGL_ES_API)) << "after set-down";
+TEST(GaussianBlurGuest, ClientApiTheHostBoundIsLeftAsFoundUpToTheUnload) {
+    auto host = std::make_unique<EffectHost>(BRINDEL_PLUGIN_PATH);
+    host->useHostContext(false);
+    std::promise<void> commandsSent;
+    std::promise<void> hostGone;
+    std::thread thread([&] {
+        // The last reference is this thread's, so that the module's unload runs here.
+        void* module = dlopen(BRINDEL_PLUGIN_PATH, RTLD_NOW | RTLD_NOLOAD);
+        if (module == nullptr || !eglBindAPI(EGL_OPENGL_ES_API)) {
+            ADD_FAILURE() << "no module, or no OpenGL ES to bind";
+            commandsSent.set_value();
+            return;
+        }
+        const auto expectEs = [](const char* after) {
+            EXPECT_EQ(eglQueryAPI(), static_cast<EGLenum>(EGL_OPENGL_ES_API)) << "after " << after;
+        };
+        EXPECT_EQ(host->send(PF_Cmd_GLOBAL_SETUP), PF_Err_NONE);
+        expectEs("set-up");
+        EXPECT_EQ(host->send(PF_Cmd_PARAMS_SETUP), PF_Err_NONE);
+        expectEs("parameter set-up");
+        PF_PreRenderInput request{};
+        request.output_request.rect = {0, 0, 12, 12};
+        PF_PreRenderOutput result{};
+        EXPECT_EQ(host->preRender(request, result), PF_Err_NONE);
+        ExpectFrameIntact(*host, 2.0);
+        expectEs("a frame");
+        EXPECT_EQ(host->send(PF_Cmd_GLOBAL_SETDOWN), PF_Err_NONE);
+        expectEs("set-down");
+        commandsSent.set_value();
+        hostGone.get_future().wait();
+        EXPECT_EQ(dlclose(module), 0);
+        EXPECT_EQ(dlopen(BRINDEL_PLUGIN_PATH, RTLD_NOW | RTLD_NOLOAD), nullptr) << "not unloaded";
+        expectEs("the unload");
     });
+    commandsSent.get_future().wait();
+    host.reset();
+    hostGone.set_value();
+    thread.join();
 }
 
 TEST(GaussianBlurGuest, ThreadWithoutContextIsLeftWithoutOneAndWithoutEglError) {

@@ -10,8 +10,8 @@
 
 #include "HostGLContext.h"
 
-/// No GL error is pending on the current context. Tests check this; product code never reads
-/// the error state.
+/// No GL error is pending on the current context, which the test owns: the effect reads errors
+/// only in its own contexts.
 #define EXPECT_NO_GL_ERROR() EXPECT_EQ(gl::GL_NO_ERROR, gl::glGetError())
 
 namespace Brindel::Testing {

@@ -85,11 +85,15 @@ std::mutex& RenderLock() {
 }
 
 // The host's context is current again when the command returns, also when it
-// fails.
+// fails. A command that cannot give it back fails as one without a context.
 class HostContextGuard {
 public:
     ~HostContextGuard() { mSaved.restore(); }
-    void restore() { mSaved.restore(); }
+    void restore() {
+        if (!mSaved.restore()) {
+            throw PF_Err{PF_Err_BAD_CALLBACK_PARAM};
+        }
+    }
 
 private:
     SaveRestoreGLContext mSaved;
@@ -163,9 +167,13 @@ void RenderFrame(PF_InData* in_data, PF_EffectWorld* inputWorld, PF_EffectWorld*
         context->makeContextCurrent();
 
         AEOpenglMainFrameBuffer* stack = AEOpenglMainFrameBuffer::mainFrameBuffer();
-        // A failed frame leaves no level open, and nothing of its storage is kept: what failed
-        // to allocate must not serve the next frame.
-        ScopeExit release([&] { stack->unprepare(); });
+        AEOpenGLUtilities::ClearGLErrors();
+        // A failed frame leaves no level open, and nothing that it made is kept: what failed to
+        // get its storage must not serve the next frame.
+        ScopeExit discard([&] {
+            stack->discardFrameObjects();
+            mWarpRender->releaseBuffer();
+        });
 
         // Single-sampled levels: every pass draws one quad over the whole level, so the samples
         // of a pixel would all hold one value, at several times the memory and bandwidth. The
@@ -176,9 +184,13 @@ void RenderFrame(PF_InData* in_data, PF_EffectWorld* inputWorld, PF_EffectWorld*
         const GLuint inputTexture = stack->frameInputTexture();
         AEOpenGLUtilities::UploadRowsInto(inputTexture, format, input, pixelSize, pixelType,
                                           multiplier);
+        AEOpenGLUtilities::CheckGLErrors(false);
         mWarpRender->draw(inputTexture, multiplier);
         stack->endDrawing(multiplier);
-        release.release();
+        // The read-back waits for the GPU anyway: asking here costs nothing, and a frame that
+        // failed is never handed back as rendered.
+        AEOpenGLUtilities::CheckGLErrors(true);
+        discard.release();
 
         AEOpenGLUtilities::ReadFrame(static_cast<unsigned int>(width),
                                      static_cast<unsigned int>(height), pixelType, readBack.data());

@@ -119,10 +119,15 @@ const int kTexture2D = static_cast<int>(GL_TEXTURE_2D);
 
 GaussianBlurRender::~GaussianBlurRender() {
     mVertexArrays.release();
+    releaseBuffer();
+    delete mShader;
+}
+
+void GaussianBlurRender::releaseBuffer() {
     if (mVertexBuffer != 0) {
         glDeleteBuffers(1, &mVertexBuffer);
+        mVertexBuffer = 0;
     }
-    delete mShader;
 }
 
 void GaussianBlurRender::bindQuad() {

@@ -31,6 +31,9 @@ public:
     // the current level. Without a kernel, one pass-through draw. `multiplier`
     // is the one the upload gave with the texture.
     void draw(unsigned int texture, float multiplier);
+    // Deletes the quad's buffer, made again at the next draw: after a failed frame its storage
+    // may never have been given. A context of the share group must be current.
+    void releaseBuffer();
 
     // Sets the pixel radius, sigma and sample radius from a pixel radius.
     // Leaves the stale flag alone.

@@ -28,6 +28,29 @@ struct PlatformDisplay {
     EGLConfig config = nullptr;
 };
 
+// The client API is a setting of the thread, and the host's: EGL asks it for the current
+// context, context creation and the release of the current context. This binds desktop OpenGL
+// for a scope and puts back what the thread had, whichever way the scope is left.
+class DesktopApi {
+public:
+    DesktopApi() : mPrevious(eglQueryAPI()) {
+        mBound = mPrevious == EGL_OPENGL_API || eglBindAPI(EGL_OPENGL_API) == EGL_TRUE;
+    }
+    ~DesktopApi() {
+        if (mPrevious != EGL_OPENGL_API && mPrevious != EGL_NONE) {
+            eglBindAPI(mPrevious);
+        }
+    }
+    DesktopApi(const DesktopApi&) = delete;
+    DesktopApi& operator=(const DesktopApi&) = delete;
+
+    bool bound() const { return mBound; }
+
+private:
+    EGLenum mPrevious;
+    bool mBound = false;
+};
+
 bool HasExtension(const char* list, const char* name) {
     if (list == nullptr) {
         return false;
@@ -99,8 +122,9 @@ bool TryDisplay(EGLDisplay display, PlatformDisplay& out) {
         return false;
     }
     // Contexts are made current with no surface at all.
+    const DesktopApi api;
     if (!HasExtension(eglQueryString(display, EGL_EXTENSIONS), "EGL_KHR_surfaceless_context") ||
-        !eglBindAPI(EGL_OPENGL_API)) {
+        !api.bound()) {
         return false;
     }
     EGLConfig config = ChooseConfig(display);
@@ -151,8 +175,8 @@ const PlatformDisplay& SharedDisplay() {
 
 // The current context is kept per client API; ours is desktop OpenGL.
 EGLContext CurrentContext() {
-    eglBindAPI(EGL_OPENGL_API);
-    return eglGetCurrentContext();
+    const DesktopApi api;
+    return api.bound() ? eglGetCurrentContext() : EGL_NO_CONTEXT;
 }
 
 // The binding cannot ask EGL for the current context, so every context is named to it.
@@ -217,6 +241,7 @@ AEOpenGLContext::~AEOpenGLContext() {
     }
     if (current == mContext) {
         // Left current, the context would outlive its destruction with no binding to call it.
+        const DesktopApi api;
         eglMakeCurrent(display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
     } else if (ownsPlatformContext(current)) {
         // The binding may have reset this thread's slot along with the released one. A context
@@ -256,7 +281,10 @@ AEOpenGLContext::PlatformContext AEOpenGLContext::createNSContext(PlatformContex
         throw kNoContext;
     }
     // The client API is a per-thread setting, and render threads start with OpenGL ES.
-    eglBindAPI(EGL_OPENGL_API);
+    const DesktopApi api;
+    if (!api.bound()) {
+        throw kNoContext;
+    }
     // clang-format off
     const EGLint attributes[] = {
         EGL_CONTEXT_MAJOR_VERSION, 3,
@@ -279,7 +307,11 @@ void AEOpenGLContext::makeCurrentFlush(PlatformContext context) {
         return;
     }
     flushBeforeSwitch();
-    eglMakeCurrent(SharedDisplay().display, EGL_NO_SURFACE, EGL_NO_SURFACE, context);
+    // A frame drawn after a failed switch would go to whatever context is current, the host's
+    // among them.
+    if (!eglMakeCurrent(SharedDisplay().display, EGL_NO_SURFACE, EGL_NO_SURFACE, context)) {
+        throw kNoContext;
+    }
 }
 
 void AEOpenGLContext::flushBeforeSwitch() {

@@ -29,7 +29,8 @@ public:
     AEOpenGLContext(const AEOpenGLContext&) = delete;
     AEOpenGLContext& operator=(const AEOpenGLContext&) = delete;
 
-    /// Makes the context current on the calling thread and points the binding at it.
+    /// Makes the context current on the calling thread and points the binding at it. Throws
+    /// kNoContext when EGL refuses the switch.
     void makeContextCurrent();
 
     PlatformContext platformContext() const { return mContext; }
@@ -39,7 +40,7 @@ public:
     /// Creates a context sharing with `share` (may be null); `out` receives the same handle.
     static PlatformContext createNSContext(PlatformContext share, PlatformContext& out);
     /// Makes `context` current, flushing the outgoing context first (see flushBeforeSwitch).
-    /// Does nothing when `context` is current already.
+    /// Does nothing when `context` is current already; throws kNoContext when EGL refuses.
     static void makeCurrentFlush(PlatformContext context);
     /// Flushes the work of the context current on this thread, unless its draw frame-buffer is
     /// incomplete. Does nothing when no context is current.

@@ -247,6 +247,43 @@ void DownloadTexture(unsigned int width, unsigned int height, PF_LayerDef* input
     WriteRows(readBack.data(), width, height, pixelSize, GetHostRows(format, output, in_data));
 }
 
+namespace {
+
+// glGetError gives one flag a call, and a lost context may report without end.
+constexpr int kMostErrors = 16;
+
+} // namespace
+
+void CheckGLErrors(bool framebuffer) {
+    bool outOfMemory = false;
+    GLenum other = GL_NO_ERROR;
+    for (int i = 0; i < kMostErrors; ++i) {
+        const GLenum error = glGetError();
+        if (error == GL_NO_ERROR) {
+            break;
+        }
+        if (error == GL_OUT_OF_MEMORY) {
+            outOfMemory = true;
+        } else {
+            other = error;
+        }
+    }
+    if (outOfMemory) {
+        throw std::bad_alloc();
+    }
+    if (other != GL_NO_ERROR) {
+        throw GLFailure("GL error " + std::to_string(static_cast<unsigned int>(other)));
+    }
+    if (framebuffer && glCheckFramebufferStatus(GL_DRAW_FRAMEBUFFER) != GL_FRAMEBUFFER_COMPLETE) {
+        throw GLFailure("incomplete frame-buffer");
+    }
+}
+
+void ClearGLErrors() {
+    for (int i = 0; i < kMostErrors && glGetError() != GL_NO_ERROR; ++i) {
+    }
+}
+
 std::string CheckFramebufferStatus() {
     switch (glCheckFramebufferStatus(GL_FRAMEBUFFER)) {
     case GL_FRAMEBUFFER_COMPLETE:

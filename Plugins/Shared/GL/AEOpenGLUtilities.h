@@ -3,6 +3,7 @@
 #include <glbinding/gl/types.h>
 
 #include <cstdint>
+#include <stdexcept>
 #include <string>
 
 #include "AE_Effect.h"
@@ -96,5 +97,20 @@ PF_Err CopyPixelFloatOut(void* refcon, int x, int y, PF_PixelFloat* in, PF_Pixel
 
 // The bound frame-buffer's status as text: "OK" when complete.
 std::string CheckFramebufferStatus();
+
+// A GL error other than exhausted memory, or an incomplete frame-buffer: what was drawn is not
+// the frame.
+class GLFailure : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// Reads every error pending in the current context, which must be one of the effect's own: the
+// host's errors are the host's to read. GL_OUT_OF_MEMORY throws std::bad_alloc, any other error
+// GLFailure. With `framebuffer`, an incomplete draw frame-buffer throws GLFailure too.
+void CheckGLErrors(bool framebuffer);
+// Drops the errors pending in the current context, one of the effect's own, so that what an
+// earlier failed command left does not fail the next.
+void ClearGLErrors();
 
 } // namespace Brindel::GaussianBlur::AEOpenGLUtilities

@@ -6,6 +6,7 @@
 #include <glbinding/gl/gl.h>
 
 #include <algorithm>
+#include <mutex>
 
 using namespace gl;
 
@@ -88,6 +89,13 @@ AEOpenglMainFrameBuffer::~AEOpenglMainFrameBuffer() = default;
 
 namespace {
 
+// The instance is made by whichever thread asks first, and may be freed at unload and made
+// again by a later set-up: both go under this lock, whatever else the callers hold.
+std::mutex& InstanceMutex() {
+    static std::mutex mutex;
+    return mutex;
+}
+
 AEOpenglMainFrameBuffer*& SharedInstance() {
     static AEOpenglMainFrameBuffer* instance = nullptr;
     return instance;
@@ -96,6 +104,7 @@ AEOpenglMainFrameBuffer*& SharedInstance() {
 } // namespace
 
 AEOpenglMainFrameBuffer* AEOpenglMainFrameBuffer::mainFrameBuffer() {
+    const std::lock_guard<std::mutex> lock(InstanceMutex());
     AEOpenglMainFrameBuffer*& instance = SharedInstance();
     if (instance == nullptr) {
         instance = new AEOpenglMainFrameBuffer();
@@ -104,6 +113,7 @@ AEOpenglMainFrameBuffer* AEOpenglMainFrameBuffer::mainFrameBuffer() {
 }
 
 void AEOpenglMainFrameBuffer::releaseMainFrameBuffer() {
+    const std::lock_guard<std::mutex> lock(InstanceMutex());
     AEOpenglMainFrameBuffer*& instance = SharedInstance();
     if (instance != nullptr && !instance->mHoldsGLObjects) {
         delete instance;
@@ -176,6 +186,11 @@ void AEOpenglMainFrameBuffer::clearStack() {
     }
     mRenderbufferStack.clear();
     mStencilBuffers.clear();
+}
+
+void AEOpenglMainFrameBuffer::discardFrameObjects() {
+    unprepare();
+    mScreenRender->releaseBuffer();
 }
 
 void AEOpenglMainFrameBuffer::releaseKeptStorage() {

@@ -63,6 +63,9 @@ public:
     void unprepare();
     /// Deletes the renderbuffers of the stack and empties it.
     void clearStack();
+    /// Deletes what frames made, the final pass's buffer included, so that the next frame makes
+    /// it all anew: after a failed frame any of it may lack its storage.
+    void discardFrameObjects();
     /// Whether the frame's objects have been made: a frame of this size has been prepared.
     bool prepared() const { return mMainRenderbuffer != 0; }
     /// Takes everything down at global set-down; the instance is as constructed afterwards.

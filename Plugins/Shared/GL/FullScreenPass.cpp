@@ -34,8 +34,13 @@ const float* ByteOffset(std::uintptr_t offset) {
 
 FullScreenPass::~FullScreenPass() {
     mVertexArrays.release();
+    releaseBuffer();
+}
+
+void FullScreenPass::releaseBuffer() {
     if (mVertexBuffer != 0) {
         glDeleteBuffers(1, &mVertexBuffer);
+        mVertexBuffer = 0;
     }
 }
 

@@ -24,6 +24,9 @@ public:
     /// Draws `texture` through `shader` into the current target. No clear, blend or viewport
     /// change; the shader's program stays in use.
     void draw(OpenglShader& shader, unsigned int texture, float multiplier);
+    /// Deletes the quad's buffer, made again at the next draw: after a failed frame its storage
+    /// may never have been given. Needs a context of the share group current.
+    void releaseBuffer();
 
 private:
     unsigned int mVertexArray = 0;

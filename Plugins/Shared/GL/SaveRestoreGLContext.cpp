@@ -22,9 +22,9 @@ SaveRestoreGLContext::SaveRestoreGLContext() {
     }
 }
 
-void SaveRestoreGLContext::restore() {
+bool SaveRestoreGLContext::restore() {
     if (mRestored) {
-        return;
+        return mRestoredWhole;
     }
     // The effect's contexts are desktop OpenGL.
     eglBindAPI(EGL_OPENGL_API);
@@ -36,15 +36,17 @@ void SaveRestoreGLContext::restore() {
         AEOpenGLContext::flushBeforeSwitch();
         if (mContext != EGL_NO_CONTEXT) {
             eglBindAPI(static_cast<EGLenum>(mApi));
-            eglMakeCurrent(mDisplay, mDrawSurface, mReadSurface, mContext);
+            mRestoredWhole =
+                eglMakeCurrent(mDisplay, mDrawSurface, mReadSurface, mContext) == EGL_TRUE;
         } else if (current != EGL_NO_CONTEXT) {
             // The host had nothing current: nothing of the effect's stays current either.
-            eglMakeCurrent(AEOpenGLContext::platformDisplay(), EGL_NO_SURFACE, EGL_NO_SURFACE,
-                           EGL_NO_CONTEXT);
+            mRestoredWhole = eglMakeCurrent(AEOpenGLContext::platformDisplay(), EGL_NO_SURFACE,
+                                            EGL_NO_SURFACE, EGL_NO_CONTEXT) == EGL_TRUE;
         }
     }
-    eglBindAPI(static_cast<EGLenum>(mApi));
+    mRestoredWhole = eglBindAPI(static_cast<EGLenum>(mApi)) == EGL_TRUE && mRestoredWhole;
     mRestored = true;
+    return mRestoredWhole;
 }
 
 } // namespace Brindel::GaussianBlur

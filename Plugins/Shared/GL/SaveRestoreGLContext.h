@@ -20,8 +20,9 @@ public:
     SaveRestoreGLContext& operator=(const SaveRestoreGLContext&) = delete;
 
     /// Makes the recorded context current again, flushing the outgoing one first unless its draw
-    /// frame-buffer is incomplete. Only the first call acts.
-    void restore();
+    /// frame-buffer is incomplete, and binds the recorded client API. Only the first call acts;
+    /// every call returns whether EGL did all of it.
+    bool restore();
     bool restored() const { return mRestored; }
 
 private:
@@ -31,6 +32,7 @@ private:
     void* mReadSurface = nullptr;
     unsigned int mApi = 0;
     bool mRestored = false;
+    bool mRestoredWhole = true;
 };
 
 } // namespace Brindel::GaussianBlur

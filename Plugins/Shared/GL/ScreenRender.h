@@ -22,6 +22,8 @@ public:
     /// One full-screen pass from `texture` (sampled on unit 0) into the current target. No clear,
     /// blend or viewport change. `multiplier` must not be 0.
     void draw(unsigned int texture, float multiplier);
+    /// Deletes the quad's buffer, made again at the next draw.
+    void releaseBuffer() { mQuad.releaseBuffer(); }
 
 private:
     OpenglShader mShader;
