@@ -35,8 +35,8 @@ const char* CommandName(PF_Cmd cmd) {
 }
 
 std::string Refusal(PF_Cmd cmd, PF_Err err) {
-    return std::string("the effect answered ") + CommandName(cmd) + " with error " +
-           std::to_string(err);
+    return std::string("the effect ") + Host::EffectHost::ErrorReason(err) + ": " +
+           CommandName(cmd) + " returned PF_Err " + std::to_string(err);
 }
 
 } // namespace
@@ -64,25 +64,35 @@ void EffectBridge::report(const std::string& what) {
     }
 }
 
+void EffectBridge::reportFrame(const std::string& what) {
+    std::fprintf(stderr, "gaussian_blur: %s; the frame passes through unchanged\n", what.c_str());
+    std::fflush(stderr);
+}
+
 bool EffectBridge::ready() {
     if (mState != State::Unloaded) {
         return mState == State::Ready;
     }
-    mState = State::Failed;
-    try {
-        mHost = std::make_unique<Host::EffectHost>(mPluginPath);
-    } catch (const std::exception& e) {
-        report(e.what());
-        return false;
+    if (!mHost) {
+        try {
+            mHost = std::make_unique<Host::EffectHost>(mPluginPath);
+        } catch (const std::exception& e) {
+            mState = State::Failed;
+            report(e.what());
+            return false;
+        }
     }
-    if (const PF_Err err = mHost->send(PF_Cmd_GLOBAL_SETUP)) {
-        report(Refusal(PF_Cmd_GLOBAL_SETUP, err));
-        mHost.reset();
-        return false;
+    // A refused setup step is sent again with the next frame: the GPU may have the memory or
+    // the context by then.
+    if (!mGlobalSetUp) {
+        if (const PF_Err err = mHost->send(PF_Cmd_GLOBAL_SETUP)) {
+            reportFrame(Refusal(PF_Cmd_GLOBAL_SETUP, err));
+            return false;
+        }
+        mGlobalSetUp = true;
     }
-    mGlobalSetUp = true;
     if (const PF_Err err = mHost->send(PF_Cmd_PARAMS_SETUP)) {
-        report(Refusal(PF_Cmd_PARAMS_SETUP, err));
+        reportFrame(Refusal(PF_Cmd_PARAMS_SETUP, err));
         return false;
     }
     mState = State::Ready;
@@ -99,11 +109,11 @@ PF_Err EffectBridge::renderFrame(Host::World& input, Host::World& output, double
     request.bitdepth = 8;
     PF_PreRenderOutput result{};
     if (const PF_Err err = mHost->preRender(request, result)) {
-        report(Refusal(PF_Cmd_SMART_PRE_RENDER, err));
+        reportFrame(Refusal(PF_Cmd_SMART_PRE_RENDER, err));
         return err;
     }
     if (const PF_Err err = mHost->smartRender(input, output)) {
-        report(Refusal(PF_Cmd_SMART_RENDER, err));
+        reportFrame(Refusal(PF_Cmd_SMART_RENDER, err));
         return err;
     }
     return PF_Err_NONE;
@@ -128,9 +138,10 @@ void EffectBridge::render(BridgeInstance& instance, const uint32_t* input, uint3
     try {
         mThread.run([&] { rendered = ready() && renderFrame(argbIn, argbOut, blur) == 0; });
     } catch (const std::exception& e) {
-        report(e.what());
+        // The host's own GL context refused, or the render thread could not run the frame.
+        reportFrame(e.what());
     } catch (...) {
-        report("the effect host failed");
+        reportFrame("the effect host failed");
     }
     // A failed frame may have been written in part, and the output may be the
     // input's own memory: the reordered copy restores it either way.

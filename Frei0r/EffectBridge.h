@@ -15,10 +15,11 @@ namespace Brindel::Frei0r {
 // parameter setup; each frame is a smart pre-render and a smart render; its
 // end sends global set-down. Every command goes through one RenderThread.
 //
-// frei0r has no error channel: a frame the effect cannot render, because the
-// plug-in is missing, will not set up or answers with an error, leaves as it
-// came, and the first such failure in the process is reported on standard
-// error.
+// frei0r has no error channel: a frame the effect cannot render leaves as it
+// came. A plug-in that cannot be loaded is reported once in the process on
+// standard error; a command the effect refuses, or a GL context of the host's
+// that the GPU refuses, gets a line for each frame it fails, and the next frame
+// tries again, setup included.
 class EffectBridge {
 public:
     // `pluginPath`: the effect module, loaded at the first frame.
@@ -39,7 +40,7 @@ private:
     enum class State {
         Unloaded, // nothing tried yet
         Ready,    // set up; frames go to the effect
-        Failed,   // frames pass through
+        Failed,   // the plug-in cannot be loaded: frames pass through
     };
 
     // On the render thread: loads and sets up the effect at the first call.
@@ -48,6 +49,8 @@ private:
     PF_Err renderFrame(Host::World& input, Host::World& output, double blurPixels);
     // Says what failed, the first time in the process only.
     void report(const std::string& what);
+    // Says what failed this frame.
+    void reportFrame(const std::string& what);
 
     std::string mPluginPath;
     // Touched only on the render thread.

@@ -132,7 +132,8 @@ const char* AehostOptions::Usage() {
            "\n"
            "exit status: 0 success; 2 bad usage, an input that cannot be read, an output\n"
            "that cannot be written, or a stream without a frame; 3 the plug-in returned an\n"
-           "error; 130 and 143 stopped by SIGINT or SIGTERM after a whole frame.\n";
+           "error, or the GPU refused aehost's own GL context, naming the frame; 130 and 143\n"
+           "stopped by SIGINT or SIGTERM after a whole frame.\n";
 }
 
 const char* AehostOptions::Version() {

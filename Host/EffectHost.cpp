@@ -194,6 +194,22 @@ HostGLContext& EffectHost::glContext() {
     return *context;
 }
 
+const char* EffectHost::ErrorReason(PF_Err code) {
+    // What the effect means by them: memory it could not get, on the GPU or from the host; a
+    // GL error or a broken state; a GL context it could not make or make current, or a world
+    // it cannot use.
+    switch (code) {
+    case PF_Err_OUT_OF_MEMORY:
+        return "ran out of memory (GPU or host)";
+    case PF_Err_INTERNAL_STRUCT_DAMAGED:
+        return "failed inside (a GL error or a damaged state)";
+    case PF_Err_BAD_CALLBACK_PARAM:
+        return "could not use its GL context or a world the host gave it";
+    default:
+        return "failed";
+    }
+}
+
 PF_Err EffectHost::send(PF_Cmd cmd, void* extra, PF_LayerDef* output) {
     if (!mUseHostContext) {
         return call(cmd, extra, output);

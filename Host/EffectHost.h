@@ -53,8 +53,13 @@ public:
     EffectHost(const EffectHost&) = delete;
     EffectHost& operator=(const EffectHost&) = delete;
 
+    // What an effect's error code says, for a message that goes on "the plug-in ...":
+    // "ran out of memory (GPU or host)" for 4, and so on.
+    static const char* ErrorReason(PF_Err code);
+
     // Calls the entry point with `cmd`, with the host's own GL context of the
-    // calling thread current; the result is the effect's.
+    // calling thread current; the result is the effect's. Throws HostGLError,
+    // without calling, when that context cannot be made current.
     PF_Err send(PF_Cmd cmd, void* extra = nullptr, PF_LayerDef* output = nullptr);
     // Calls the entry point as it is, leaving the calling thread's GL and EGL
     // state to the caller.

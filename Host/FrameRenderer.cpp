@@ -14,10 +14,21 @@ constexpr PF_ParamIndex kBlurScale = 1;
 
 } // namespace
 
-PluginError::PluginError(PF_Cmd cmd, PF_Err code)
-    : std::runtime_error(std::string(CommandName(cmd)) + " returned PF_Err " +
-                         std::to_string(code)),
-      mCommand(cmd), mCode(code) {}
+namespace {
+
+std::string FramePrefix(long frame) {
+    return frame > 0 ? "frame " + std::to_string(frame) + ": " : "";
+}
+
+} // namespace
+
+PluginError::PluginError(PF_Cmd cmd, PF_Err code, long frame)
+    : std::runtime_error(FramePrefix(frame) + "the plug-in " + EffectHost::ErrorReason(code) +
+                         ": " + CommandName(cmd) + " returned PF_Err " + std::to_string(code)),
+      mCommand(cmd), mCode(code), mFrame(frame) {}
+
+FrameGLError::FrameGLError(long frame, const std::string& what)
+    : std::runtime_error(FramePrefix(frame) + what) {}
 
 const char* PluginError::CommandName(PF_Cmd cmd) {
     switch (cmd) {
@@ -117,13 +128,17 @@ FrameRenderer::~FrameRenderer() {
     const StandardErrorMute mute(mQuiet);
     mWorkers.clear();
     if (!mFinished) {
-        mHost.send(PF_Cmd_GLOBAL_SETDOWN);
+        try {
+            mHost.send(PF_Cmd_GLOBAL_SETDOWN);
+        } catch (const HostGLError&) {
+            // A run that is already failing; the set-down is skipped, as its context is.
+        }
     }
 }
 
-void FrameRenderer::check(PF_Cmd cmd, PF_Err err) const {
+void FrameRenderer::check(PF_Cmd cmd, PF_Err err, long frame) const {
     if (err != PF_Err_NONE) {
-        throw PluginError(cmd, err);
+        throw PluginError(cmd, err, frame);
     }
 }
 
@@ -135,6 +150,7 @@ double FrameRenderer::render(World& input, World& output) {
     }
     Worker& worker = *mWorkers[mNext];
     mNext = (mNext + 1) % mWorkers.size();
+    const long frame = ++mFrames;
 
     double milliseconds = 0.0;
     const StandardErrorMute mute(mQuiet);
@@ -146,8 +162,14 @@ double FrameRenderer::render(World& input, World& output) {
         request.bitdepth = 8;
         PF_PreRenderOutput result{};
         mHost.setLayerRect({0, 0, input.width(), input.height()});
-        check(PF_Cmd_SMART_PRE_RENDER, mHost.preRender(request, result));
-        check(PF_Cmd_SMART_RENDER, mHost.smartRender(input, output));
+        try {
+            check(PF_Cmd_SMART_PRE_RENDER, mHost.preRender(request, result), frame);
+            check(PF_Cmd_SMART_RENDER, mHost.smartRender(input, output), frame);
+        } catch (const HostGLError& e) {
+            // The host's context, made on this thread at its first frame or made current for
+            // a command.
+            throw FrameGLError(frame, e.what());
+        }
         milliseconds =
             std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start)
                 .count();

@@ -15,18 +15,28 @@
 
 namespace Brindel::Host {
 
-// The plug-in answered a command with an error.
+// The plug-in answered a command with an error. The message says what the code means, the
+// command and the code, and the frame (counted from 1) when it came in one: "frame 2: the
+// plug-in ran out of memory (GPU or host): PF_Cmd_SMART_RENDER returned PF_Err 4".
 class PluginError : public std::runtime_error {
 public:
-    PluginError(PF_Cmd cmd, PF_Err code);
+    PluginError(PF_Cmd cmd, PF_Err code, long frame = 0);
     PF_Cmd command() const { return mCommand; }
     PF_Err code() const { return mCode; }
+    long frame() const { return mFrame; }
 
     static const char* CommandName(PF_Cmd cmd);
 
 private:
     PF_Cmd mCommand;
     PF_Err mCode;
+    long mFrame;
+};
+
+// The GPU refused the host's own GL work in a frame; the message names the frame.
+class FrameGLError : public std::runtime_error {
+public:
+    FrameGLError(long frame, const std::string& what);
 };
 
 // A frame larger than the GL context can hold: refused before the effect sees it.
@@ -51,8 +61,9 @@ public:
     FrameRenderer& operator=(const FrameRenderer&) = delete;
 
     // Renders `input` into `output` (of the same size) on the next thread in
-    // turn; returns the frame's time in milliseconds. Throws PluginError, or
-    // FrameTooLarge before sending anything.
+    // turn; returns the frame's time in milliseconds. Throws PluginError or
+    // FrameGLError naming the frame, or FrameTooLarge before sending anything.
+    // A failed frame's output is not a frame: the caller drops it.
     double render(World& input, World& output);
 
     // Global set-down. Throws PluginError.
@@ -78,13 +89,14 @@ private:
         std::thread mThread;
     };
 
-    void check(PF_Cmd cmd, PF_Err err) const;
+    void check(PF_Cmd cmd, PF_Err err, long frame = 0) const;
 
     EffectHost& mHost;
     bool mQuiet = false;
     GaussianBlur::GLContextLimits mLimits;
     std::vector<std::unique_ptr<Worker>> mWorkers;
     size_t mNext = 0;
+    long mFrames = 0;
     bool mFinished = false;
 };
 

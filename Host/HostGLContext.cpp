@@ -100,13 +100,13 @@ void ReleaseFromBinding(void* context) {
 HostGLContext::HostGLContext() {
     mDisplay = SharedDisplay();
     if (mDisplay == EGL_NO_DISPLAY || !eglBindAPI(EGL_OPENGL_API)) {
-        throw std::runtime_error("no EGL display with desktop OpenGL and surfaceless contexts");
+        throw HostGLError("no EGL display with desktop OpenGL and surfaceless contexts");
     }
     const EGLint wanted[] = {EGL_RENDERABLE_TYPE, EGL_OPENGL_BIT, EGL_SURFACE_TYPE, 0, EGL_NONE};
     EGLConfig config = nullptr;
     EGLint count = 0;
     if (!eglChooseConfig(mDisplay, wanted, &config, 1, &count) || count < 1) {
-        throw std::runtime_error("no EGL config for desktop OpenGL");
+        throw HostGLError("no EGL config for desktop OpenGL");
     }
     // clang-format off
     const EGLint attributes[] = {
@@ -118,11 +118,11 @@ HostGLContext::HostGLContext() {
     // clang-format on
     mContext = eglCreateContext(mDisplay, config, EGL_NO_CONTEXT, attributes);
     if (mContext == EGL_NO_CONTEXT) {
-        throw std::runtime_error("no OpenGL 3.2 core context");
+        throw HostGLError("no OpenGL 3.2 core context for the host");
     }
     if (!eglMakeCurrent(mDisplay, EGL_NO_SURFACE, EGL_NO_SURFACE, mContext)) {
         eglDestroyContext(mDisplay, mContext);
-        throw std::runtime_error("the host's context cannot be made current");
+        throw HostGLError("the host's GL context cannot be made current");
     }
     glbinding::Binding::initialize(Handle(mContext), true, false);
     glbinding::Binding::useContext(Handle(mContext));
@@ -139,8 +139,11 @@ HostGLContext::~HostGLContext() {
 }
 
 void HostGLContext::makeCurrent() {
-    eglBindAPI(EGL_OPENGL_API);
-    eglMakeCurrent(mDisplay, EGL_NO_SURFACE, EGL_NO_SURFACE, mContext);
+    // Without its context current, the command would run on whatever is, and the frame with it.
+    if (!eglBindAPI(EGL_OPENGL_API) ||
+        !eglMakeCurrent(mDisplay, EGL_NO_SURFACE, EGL_NO_SURFACE, mContext)) {
+        throw HostGLError("the host's GL context cannot be made current");
+    }
     glbinding::Binding::useContext(Handle(mContext));
 }
 

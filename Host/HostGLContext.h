@@ -1,8 +1,16 @@
 #pragma once
 
+#include <stdexcept>
+
 #include "GLContextLimits.h"
 
 namespace Brindel::Host {
+
+// The platform refused the host's own context: none could be made, or it cannot be made current.
+class HostGLError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
 
 /// The headless host's own OpenGL context: what the host has current when it calls into the
 /// plug-in, and expects current again when a command returns. Made on the same display the
@@ -10,7 +18,7 @@ namespace Brindel::Host {
 class HostGLContext {
 public:
     /// Makes the context and leaves it current on the calling thread, with the GL binding
-    /// pointed at it. Throws std::runtime_error when the platform gives no context.
+    /// pointed at it. Throws HostGLError when the platform gives no context.
     HostGLContext();
     /// Destroys the context; if it is current on the calling thread, nothing is current after.
     ~HostGLContext();
@@ -18,7 +26,8 @@ public:
     HostGLContext(const HostGLContext&) = delete;
     HostGLContext& operator=(const HostGLContext&) = delete;
 
-    /// Makes the context current on the calling thread and points the GL binding at it.
+    /// Makes the context current on the calling thread and points the GL binding at it. Throws
+    /// HostGLError when the platform refuses: what was current stays current.
     void makeCurrent();
     /// Points the GL binding at the context again if it is current: the effect's commands switch
     /// contexts, and the binding follows switches only when told.

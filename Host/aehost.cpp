@@ -31,6 +31,7 @@ using namespace Brindel::Host;
 namespace {
 
 constexpr int kExitUsage = 2;
+// The plug-in returned an error, or the GPU refused the host's own context.
 constexpr int kExitPluginError = 3;
 constexpr const char* kTestCardOutput = "blurred.png";
 
@@ -317,7 +318,14 @@ int main(int argc, char** argv) {
     try {
         return Run(options, standardOutput);
     } catch (const PluginError& e) {
-        std::fprintf(stderr, "aehost: the plug-in failed: %s\n", e.what());
+        std::fprintf(stderr, "aehost: %s\n", e.what());
+        return kExitPluginError;
+    } catch (const FrameGLError& e) {
+        std::fprintf(stderr, "aehost: %s\n", e.what());
+        return kExitPluginError;
+    } catch (const HostGLError& e) {
+        // The GPU, not the command line: no context for the host, or not current again.
+        std::fprintf(stderr, "aehost: %s\n", e.what());
         return kExitPluginError;
     } catch (const std::exception& e) {
         // Unreadable input, unwritable output, a plug-in that will not load.

@@ -2,11 +2,16 @@
 // them, on small generated clips; frames compared with aehost's.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
+#include <map>
+#include <random>
 #include <string>
+#include <vector>
 
 #include "Frei0rTestSupport.h"
+#include "Support/GpuFaultLog.h"
 
 namespace fs = std::filesystem;
 using namespace Brindel::Testing;
@@ -129,6 +134,104 @@ TEST_F(Frei0rMedia, MeltRendersFramesThroughTheFilterAsAehostDoes) {
     const std::string output = decode(Quoted(blurred));
     EXPECT_NE(output, input) << "the frames were not blurred";
     expectClose(output, aehost(input));
+}
+
+TEST_F(Frei0rMedia, EveryInjectedGpuFailureGivesTheBlurredFrameOrTheInputWithALine) {
+    using Brindel::Testing::GpuFaultEnvironment;
+    using Brindel::Testing::GpuFaultLog;
+    constexpr int w = 64, h = 48, frames = 3;
+    constexpr size_t kFrameBytes = size_t{w} * h * 4;
+    std::mt19937 random(21);
+    std::string input(kFrameBytes * frames, '\0');
+    for (char& b : input) {
+        b = static_cast<char>(random() & 0xFF);
+    }
+    WriteBytes(folder / "in.rgba", input);
+    WriteBytes(folder / "stdin", "");
+    const std::string log = (folder / "faults.log").string();
+    const std::string kPassed = "; the frame passes through unchanged\n";
+    std::map<std::string, std::map<std::string, int>> endings;
+    std::vector<std::string> wrong;
+    int injected = 0;
+    // Blur Scale 0 and 3 pixels, as frei0r's 0 to 1.
+    for (const std::string blur : {"0", "0.05"}) {
+        const std::string command =
+            "cd " + Quoted(folder.path()) + " && ffmpeg -nostdin -loglevel error -y -f rawvideo " +
+            "-pix_fmt rgba -s 64x48 -i in.rgba -vf frei0r=filter_name=gaussian_blur:" +
+            "filter_params=" + blur + " -f rawvideo -pix_fmt rgba out.rgba < stdin > stdout " +
+            "2> stderr";
+        auto run = [&](const std::string& fault) {
+            return RunCommand("env -u GAUSSIAN_BLUR_PLUGIN FREI0R_PATH=" + Quoted(BRIDGE_DIR) +
+                              " timeout 120 " +
+                              GpuFaultEnvironment(GPU_FAULT_INJECTOR_PATH, fault, log) + "sh -c " +
+                              Quoted(command));
+        };
+        ASSERT_EQ(run(""), 0) << ReadBytes(folder / "stderr");
+        const std::string reference = ReadBytes(folder / "out.rgba");
+        ASSERT_EQ(reference.size(), input.size());
+        const GpuFaultLog counted = GpuFaultLog::Read(log);
+        fs::remove(log);
+        for (const char* kind : kGpuFaultClasses) {
+            const long calls = counted.counts.count(kind) ? counted.counts.at(kind) : 0;
+            ASSERT_GT(calls, 0) << "blur " << blur << ": no " << kind << " call to fail";
+            for (long n = 1; n <= calls; ++n) {
+                const std::string fault = std::string(kind) + ":" + std::to_string(n);
+                fs::remove(folder / "out.rgba");
+                const int status = run(fault);
+                const GpuFaultLog faults = GpuFaultLog::Read(log);
+                fs::remove(log);
+                const std::string output = ReadBytes(folder / "out.rgba");
+                const std::string err = ReadBytes(folder / "stderr");
+                std::string ending;
+                if (faults.failed.empty()) {
+                    ending = "not injected";
+                } else if (status != 0 || output.size() != input.size()) {
+                    ending = "exit " + std::to_string(status) + ", " +
+                             std::to_string(output.size() / kFrameBytes) + " frames";
+                } else {
+                    int blurred = 0, passed = 0;
+                    for (int f = 0; f < frames; ++f) {
+                        const std::string frame = output.substr(f * kFrameBytes, kFrameBytes);
+                        blurred += frame == reference.substr(f * kFrameBytes, kFrameBytes);
+                        passed += frame == input.substr(f * kFrameBytes, kFrameBytes);
+                    }
+                    int lines = 0;
+                    for (size_t at = err.find(kPassed); at != std::string::npos;
+                         at = err.find(kPassed, at + 1)) {
+                        ++lines;
+                    }
+                    const bool quiet = std::count(err.begin(), err.end(), '\n') == lines;
+                    if (blurred == frames && lines == 0) {
+                        ending = "blurred";
+                    } else if (blurred + passed == frames && lines == passed && quiet) {
+                        ending = "passed through, said so";
+                    } else {
+                        ending = std::to_string(frames - blurred - passed) + " wrong frames, " +
+                                 std::to_string(lines) + " lines";
+                    }
+                }
+                injected += !faults.failed.empty();
+                ++endings["blur " + blur + ", " + kind][ending];
+                if (ending != "blurred" && ending != "passed through, said so") {
+                    wrong.push_back("blur " + blur + ", " + fault + " (" + faults.failed +
+                                    "): " + ending);
+                }
+            }
+        }
+    }
+    std::string summary = std::to_string(injected) + " failures injected\n";
+    for (const auto& [what, counts] : endings) {
+        summary += "  " + what + ":";
+        for (const auto& [ending, count] : counts) {
+            summary += " " + std::to_string(count) + " " + ending + ";";
+        }
+        summary += "\n";
+    }
+    std::string list;
+    for (const std::string& line : wrong) {
+        list += "  " + line + "\n";
+    }
+    EXPECT_TRUE(wrong.empty()) << wrong.size() << " cases ended wrong:\n" << list << summary;
 }
 
 } // namespace

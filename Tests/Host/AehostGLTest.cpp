@@ -18,11 +18,14 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <random>
 #include <set>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "Support/GpuFaultLog.h"
 
 namespace fs = std::filesystem;
 
@@ -63,8 +66,9 @@ protected:
         WriteFile(in, input);
         const bool pipe = stdinFrom == "|";
         const std::string command = "cd '" + dir.string() + "' && " + (pipe ? "cat stdin | " : "") +
-                                    "timeout 60 '" + AEHOST_PATH + "' " + arguments +
-                                    (pipe ? "" : " < '" + stdinFrom + "'") + " > stdout 2> stderr";
+                                    "timeout 60 " + environment + "'" + AEHOST_PATH + "' " +
+                                    arguments + (pipe ? "" : " < '" + stdinFrom + "'") +
+                                    " > stdout 2> stderr";
         const int status = std::system(command.c_str());
         fs::remove(in);
         Result result{WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(out), ReadFile(err)};
@@ -83,6 +87,8 @@ protected:
     }
 
     fs::path dir;
+    // Words that run aehost under `env`, such as a preloaded library.
+    std::string environment;
 };
 
 // The peak resident memory, in MiB, of an aehost run with `arguments` in `dir`, its output
@@ -713,4 +719,79 @@ TEST_F(Aehost, SaysWhatTheStreamsAreAndWhy) {
     EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, 2);
     EXPECT_NE(ReadFile(dir / "stderr").find("cannot write standard output"), std::string::npos)
         << ReadFile(dir / "stderr");
+}
+
+TEST_F(Aehost, EveryInjectedGpuFailureGivesExactFramesOrAFailedRunThatSaysWhere) {
+    using Brindel::Testing::GpuFaultEnvironment;
+    using Brindel::Testing::GpuFaultLog;
+    constexpr int w = 64, h = 48;
+    WriteFile(dir / "in.argb", RawFrame(w, h, 11) + RawFrame(w, h, 12) + RawFrame(w, h, 13));
+    const std::string kept = "the output of an earlier run";
+    const std::string log = (dir / "faults.log").string();
+    const std::set<std::string> names = {"in.argb", "out.argb"};
+    // Per blur and class: how the runs ended. Wrong ones are listed case by case.
+    std::map<std::string, std::map<std::string, int>> endings;
+    std::vector<std::string> wrong;
+    int injected = 0;
+    for (const std::string blur : {"0", "3"}) {
+        const std::string arguments = "--raw 64x48 --blur " + blur + " in.argb out.argb";
+        environment = GpuFaultEnvironment(GPU_FAULT_INJECTOR_PATH, "", log);
+        const Result plain = run(arguments);
+        ASSERT_EQ(plain.status, 0) << plain.err;
+        const std::string reference = ReadFile(dir / "out.argb");
+        const GpuFaultLog counted = GpuFaultLog::Read(log);
+        fs::remove(log);
+        for (const char* kind : Brindel::Testing::kGpuFaultClasses) {
+            const long calls = counted.counts.count(kind) ? counted.counts.at(kind) : 0;
+            ASSERT_GT(calls, 0) << "blur " << blur << ": no " << kind << " call to fail";
+            for (long n = 1; n <= calls; ++n) {
+                const std::string fault = std::string(kind) + ":" + std::to_string(n);
+                WriteFile(dir / "out.argb", kept);
+                environment = GpuFaultEnvironment(GPU_FAULT_INJECTOR_PATH, fault, log);
+                const Result r = run(arguments);
+                const GpuFaultLog faults = GpuFaultLog::Read(log);
+                fs::remove(log);
+                const std::string output = ReadFile(dir / "out.argb");
+                const bool clean = files() == names;
+                // A frame's failure names the frame; one in setup or set-down names the command.
+                const bool inFrame = r.err.find("PF_Cmd_SMART_") != std::string::npos;
+                const bool said = r.err.rfind("aehost: ", 0) == 0 &&
+                                  std::count(r.err.begin(), r.err.end(), '\n') == 1 &&
+                                  (!inFrame || r.err.rfind("aehost: frame ", 0) == 0);
+                std::string ending;
+                if (faults.failed.empty()) {
+                    ending = "not injected";
+                } else if (r.status == 0 && output == reference && clean) {
+                    ending = "exact";
+                } else if (r.status == 3 && output == kept && clean && said) {
+                    ending = "failed, said so";
+                } else {
+                    ending = r.status == 0
+                                 ? "exit 0 with wrong frames"
+                                 : "exit " + std::to_string(r.status) +
+                                       (output == kept && clean ? "" : ", output touched") +
+                                       (said ? "" : ", said " + r.err.substr(0, r.err.find('\n')));
+                }
+                injected += !faults.failed.empty();
+                ++endings["blur " + blur + ", " + kind][ending];
+                if (ending != "exact" && ending != "failed, said so") {
+                    wrong.push_back("blur " + blur + ", " + fault + " (" + faults.failed +
+                                    "): " + ending);
+                }
+            }
+        }
+    }
+    std::string summary = std::to_string(injected) + " failures injected\n";
+    for (const auto& [what, counts] : endings) {
+        summary += "  " + what + ":";
+        for (const auto& [ending, count] : counts) {
+            summary += " " + std::to_string(count) + " " + ending + ";";
+        }
+        summary += "\n";
+    }
+    std::string list;
+    for (const std::string& line : wrong) {
+        list += "  " + line + "\n";
+    }
+    EXPECT_TRUE(wrong.empty()) << wrong.size() << " cases ended wrong:\n" << list << summary;
 }
