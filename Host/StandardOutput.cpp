@@ -35,8 +35,4 @@ StandardOutput::~StandardOutput() {
     }
 }
 
-bool StandardOutput::isTerminal() const {
-    return mStream && isatty(fileno(mStream));
-}
-
 } // namespace Brindel::Host

@@ -18,7 +18,6 @@ public:
     // closed.
     FILE* stream() const { return mStream; }
     int descriptor() const { return mStream ? fileno(mStream) : -1; }
-    bool isTerminal() const;
 
 private:
     FILE* mStream = nullptr;
