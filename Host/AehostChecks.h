@@ -26,7 +26,7 @@ public:
     // written through, and so is the descriptor that "-", /dev/stdout,
     // /dev/stderr or /dev/fd/N names. Descriptor 1 stands for
     // `standardOutput`, where aehost keeps the real one (-1: closed).
-    static OutputTarget CheckOutput(const std::string& path, int standardOutput = 1);
+    static OutputTarget CheckOutput(const std::string& path, int standardOutput);
 
     // Refuses `input` and `output` when they are one file, however spelled.
     static void CheckDistinct(const std::string& input, const std::string& output);

@@ -167,9 +167,11 @@ int RunRaw(const AehostOptions& options, const std::string& plugin,
     return 0;
 }
 
-int RunImage(const AehostOptions& options, const std::string& plugin) {
+int RunImage(const AehostOptions& options, const std::string& plugin,
+             const StandardOutput& standardOutput) {
     Image image = ImageFile::Read(options.input);
-    const OutputTarget target = AehostChecks::CheckOutput(options.output);
+    const OutputTarget target =
+        AehostChecks::CheckOutput(options.output, standardOutput.descriptor());
     ImageFile::CheckWritable(options.output, target.streamed());
     AehostChecks::CheckDistinct(options.input, options.output);
 
@@ -188,7 +190,8 @@ int RunImage(const AehostOptions& options, const std::string& plugin) {
     return 0;
 }
 
-int RunSequence(const AehostOptions& options, const std::string& plugin) {
+int RunSequence(const AehostOptions& options, const std::string& plugin,
+                const StandardOutput& standardOutput) {
     std::optional<ImageSequence> in, out;
     try {
         in.emplace(options.input);
@@ -203,7 +206,7 @@ int RunSequence(const AehostOptions& options, const std::string& plugin) {
     std::vector<OutputTarget> targets;
     for (long frame : frames) {
         AehostChecks::CheckInput(in->name(frame));
-        targets.push_back(AehostChecks::CheckOutput(out->name(frame)));
+        targets.push_back(AehostChecks::CheckOutput(out->name(frame), standardOutput.descriptor()));
         AehostChecks::CheckDistinct(in->name(frame), out->name(frame));
         if (targets.size() == 1 || targets.back().streamed()) {
             ImageFile::CheckWritable(out->name(frame), targets.back().streamed());
@@ -235,11 +238,13 @@ int RunSequence(const AehostOptions& options, const std::string& plugin) {
 
 int RunTestCard(const AehostOptions& options, const std::string& plugin,
                 const StandardOutput& standardOutput) {
-    const OutputTarget blurredTarget = AehostChecks::CheckOutput(kTestCardOutput);
+    const OutputTarget blurredTarget =
+        AehostChecks::CheckOutput(kTestCardOutput, standardOutput.descriptor());
     ImageFile::CheckWritable(kTestCardOutput, blurredTarget.streamed());
     OutputTarget unblurredTarget;
     if (!options.unblurredCard.empty()) {
-        unblurredTarget = AehostChecks::CheckOutput(options.unblurredCard);
+        unblurredTarget =
+            AehostChecks::CheckOutput(options.unblurredCard, standardOutput.descriptor());
         ImageFile::CheckWritable(options.unblurredCard, unblurredTarget.streamed());
     }
     Session session(plugin, options);
@@ -280,8 +285,9 @@ int Run(const AehostOptions& options, const StandardOutput& standardOutput) {
     case AehostOptions::Mode::Raw:
         return RunRaw(options, plugin, standardOutput);
     case AehostOptions::Mode::Image:
-        return ImageSequence::IsPattern(options.input) ? RunSequence(options, plugin)
-                                                       : RunImage(options, plugin);
+        return ImageSequence::IsPattern(options.input)
+                   ? RunSequence(options, plugin, standardOutput)
+                   : RunImage(options, plugin, standardOutput);
     case AehostOptions::Mode::TestCard:
         return RunTestCard(options, plugin, standardOutput);
     }

@@ -764,6 +764,7 @@ TEST_F(Aehost, OutputsThatAreNoPlainFileAreWrittenThroughAndStayWhatTheyAre) {
     WriteFile(dir / "renders/shot.argb", "an earlier render");
     fs::create_symlink("renders/shot.argb", dir / "link.argb");
     fs::create_symlink("renders/new.argb", dir / "dangling.argb");
+    fs::create_symlink("/dev/stdout", dir / "stdout.png");
     // Each FIFO has its reader from the start; what arrives is read once aehost is done.
     std::map<std::string, int> readers;
     for (const char* fifo : {"fifo.argb", "fifo.png", "fifo.sgi"}) {
@@ -780,6 +781,7 @@ TEST_F(Aehost, OutputsThatAreNoPlainFileAreWrittenThroughAndStayWhatTheyAre) {
         {"--raw 16x8 in.argb dangling.argb", "renders/new.argb", "expected.argb"},
         {"--raw 16x8 in.argb fifo.argb", "fifo.argb", "expected.argb"},
         {"--raw 16x8 in.argb /dev/stdout", "-", "expected.argb"},
+        {"in.png stdout.png", "-", "expected.png"},
         {"in.png fifo.png", "fifo.png", "expected.png"},
         {"in.png fifo.sgi", "fifo.sgi", ""},
     };
