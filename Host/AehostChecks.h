@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "OutputFile.h"
+
 namespace Brindel::Host {
 
 // The checks of aehost's files that need neither the plug-in nor GL, run
@@ -18,9 +20,13 @@ public:
     // `path` exists, is no folder and can be read.
     static void CheckInput(const std::string& path);
 
-    // `path` can be made: its folder exists and can be written, and it is
-    // not a folder itself.
-    static void CheckOutput(const std::string& path);
+    // What `path` is as an output, and that it can be written. A link is
+    // followed to what it names. A plain file or a new name needs a folder
+    // that takes a temporary file beside it; a device, FIFO or socket is
+    // written through, and so is the descriptor that "-", /dev/stdout,
+    // /dev/stderr or /dev/fd/N names. Descriptor 1 stands for
+    // `standardOutput`, where aehost keeps the real one (-1: closed).
+    static OutputTarget CheckOutput(const std::string& path, int standardOutput);
 
     // Refuses `input` and `output` when they are one file, however spelled.
     static void CheckDistinct(const std::string& input, const std::string& output);

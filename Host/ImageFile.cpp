@@ -1,5 +1,6 @@
 #include "ImageFile.h"
 
+#include <OpenImageIO/filesystem.h>
 #include <OpenImageIO/imagebuf.h>
 #include <OpenImageIO/imagebufalgo.h>
 #include <OpenImageIO/imageio.h>
@@ -171,15 +172,19 @@ Image ImageFile::Read(const std::string& path) {
     return image;
 }
 
-void ImageFile::CheckWritable(const std::string& path) {
-    if (!OIIO::ImageOutput::create(path)) {
+void ImageFile::CheckWritable(const std::string& path, bool streamed) {
+    auto out = OIIO::ImageOutput::create(path);
+    if (!out) {
         throw ImageFileError("cannot write image " + path + ": " + OIIO::geterror());
+    }
+    if (streamed && !out->supports("ioproxy")) {
+        throw ImageFileError("cannot write image " + path + ": the " + out->format_name() +
+                             " writer needs a file of its own, not a pipe or a device");
     }
 }
 
-void ImageFile::Write(const std::string& path, const World& world, const ImageLayout& layout,
-                      const std::string& formatName) {
-    const std::string& format = formatName.empty() ? path : formatName;
+void ImageFile::Write(OutputFile& file, const World& world, const ImageLayout& layout) {
+    const std::string& format = file.name();
     auto out = OIIO::ImageOutput::create(format);
     if (!out) {
         throw ImageFileError("cannot write image " + format + ": " + OIIO::geterror());
@@ -201,9 +206,18 @@ void ImageFile::Write(const std::string& path, const World& world, const ImageLa
     } else if (alpha) {
         image.specmod().attribute("oiio:UnassociatedAlpha", 1);
     }
+    // Writers may seek back; a pipe or a device cannot.
+    OIIO::Filesystem::IOVecOutput memory;
+    if (file.streamed()) {
+        image.set_write_ioproxy(&memory);
+    }
     // The input's depth as container; the writer takes the nearest it has.
-    if (image.has_error() || !image.write(path, OIIO::TypeDesc(layout.pixelType.c_str()), format)) {
+    if (image.has_error() || !image.write(file.streamed() ? format : file.path(),
+                                          OIIO::TypeDesc(layout.pixelType.c_str()), format)) {
         throw ImageFileError("cannot write image " + format + ": " + image.geterror());
+    }
+    if (file.streamed()) {
+        file.write(memory.buffer().data(), memory.buffer().size());
     }
 }
 

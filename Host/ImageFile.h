@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "OutputFile.h"
 #include "World.h"
 
 namespace Brindel::Host {
@@ -45,14 +46,16 @@ public:
     // to 8 bits, and an image without alpha is opaque.
     static Image Read(const std::string& path);
 
-    // Writes an 8-bit world as `layout` says, in the format that
-    // `formatName`'s extension names (default: `path`'s), with alpha stored
-    // as that format stores it; formats without alpha drop it.
-    static void Write(const std::string& path, const World& world, const ImageLayout& layout = {},
-                      const std::string& formatName = "");
+    // Writes an 8-bit world as `layout` says, in the format that the
+    // extension of `file`'s name names, with alpha stored as that format
+    // stores it; formats without alpha drop it. A streamed output gets the
+    // whole file, made in memory first.
+    static void Write(OutputFile& file, const World& world, const ImageLayout& layout = {});
 
-    // Throws ImageFileError when no format is known for `path`'s extension.
-    static void CheckWritable(const std::string& path);
+    // Throws ImageFileError when no format is known for `path`'s extension,
+    // or, for an output to be `streamed`, when that format's writer cannot
+    // write to memory, which is what streaming takes.
+    static void CheckWritable(const std::string& path, bool streamed = false);
 
     // Scales a world down by `factor` in x and y, averaging each block of
     // pixels with their alpha as weight.

@@ -1,6 +1,5 @@
 #include "RawFrameWriter.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -10,24 +9,10 @@
 
 namespace Brindel::Host {
 
-RawFrameWriter::RawFrameWriter(const std::string& path, const std::string& name)
-    : mName(name), mFd(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)),
-      mOwned(true) {
-    if (mFd < 0) {
-        throw RawStreamError("cannot write " + mName + ": " + std::strerror(errno));
-    }
-}
-
 RawFrameWriter::RawFrameWriter(int descriptor, const std::string& name)
-    : mName(name), mFd(descriptor), mOwned(false) {
+    : mName(name), mFd(descriptor) {
     if (mFd < 0) {
         throw RawStreamError("cannot write " + mName + ": " + std::strerror(EBADF));
-    }
-}
-
-RawFrameWriter::~RawFrameWriter() {
-    if (mOwned) {
-        close(mFd);
     }
 }
 

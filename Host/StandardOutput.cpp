@@ -22,8 +22,4 @@ StandardOutput::StandardOutput() {
     }
 }
 
-bool StandardOutput::isTerminal() const {
-    return mStream && isatty(fileno(mStream));
-}
-
 } // namespace Brindel::Host

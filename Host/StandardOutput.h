@@ -17,7 +17,6 @@ public:
     // The standard output; null when the process was started with it closed.
     FILE* stream() const { return mStream; }
     int descriptor() const { return mStream ? fileno(mStream) : -1; }
-    bool isTerminal() const;
 
 private:
     FILE* mStream = nullptr;

@@ -116,20 +116,16 @@ int RunRaw(const AehostOptions& options, const std::string& plugin,
            const StandardOutput& standardOutput) {
     RawFrameReader reader(options.input, options.rawWidth, options.rawHeight,
                           Interrupt::WakeDescriptor());
+    const OutputTarget target =
+        AehostChecks::CheckOutput(options.output, standardOutput.descriptor());
     const bool toStandardOutput = options.output == "-";
-    if (toStandardOutput) {
-        if (!standardOutput.stream()) {
-            throw UsageError("cannot write standard output: it is closed");
-        }
-        if (standardOutput.isTerminal()) {
-            throw UsageError("standard output is a terminal, not a place for raw frames: "
-                             "redirect it to a file or a pipe");
-        }
-    } else {
-        AehostChecks::CheckOutput(options.output);
-        if (options.input != "-") {
-            AehostChecks::CheckDistinct(options.input, options.output);
-        }
+    const std::string outputName = toStandardOutput ? "standard output" : options.output;
+    if (target.kind == OutputTarget::Kind::Descriptor && isatty(target.descriptor)) {
+        throw UsageError(outputName + " is a terminal, not a place for raw frames: "
+                                      "redirect it to a file or a pipe");
+    }
+    if (options.input != "-" && !toStandardOutput) {
+        AehostChecks::CheckDistinct(options.input, options.output);
     }
     const int factor = options.downsample;
     const A_long width = std::max(1, options.rawWidth / factor);
@@ -141,14 +137,8 @@ int RunRaw(const AehostOptions& options, const std::string& plugin,
     }
 
     Session session(plugin, options);
-    std::optional<OutputFile> file;
-    std::unique_ptr<RawFrameWriter> writer;
-    if (toStandardOutput) {
-        writer = std::make_unique<RawFrameWriter>(standardOutput.descriptor(), "standard output");
-    } else {
-        file.emplace(options.output);
-        writer = std::make_unique<RawFrameWriter>(file->path(), options.output);
-    }
+    OutputFile file(target, outputName, Interrupt::WakeDescriptor());
+    RawFrameWriter writer(file.descriptor(), outputName);
     World frame(options.rawWidth, options.rawHeight, PF_PixelFormat_ARGB32);
     World output(width, height, PF_PixelFormat_ARGB32);
     ProgressLine progress(stderr, ShowBar(), reader.frameCount());
@@ -160,7 +150,7 @@ int RunRaw(const AehostOptions& options, const std::string& plugin,
         } else {
             session.report.frame(session.renderer.render(frame, output), progress);
         }
-        writer->write(output);
+        writer.write(output);
         progress.step();
     }
     progress.finish();
@@ -173,18 +163,17 @@ int RunRaw(const AehostOptions& options, const std::string& plugin,
         return kExitUsage;
     }
     session.renderer.finish();
-    writer.reset();
-    if (file) {
-        file->commit();
-    }
+    file.commit();
     session.report.summary();
     return 0;
 }
 
-int RunImage(const AehostOptions& options, const std::string& plugin) {
+int RunImage(const AehostOptions& options, const std::string& plugin,
+             const StandardOutput& standardOutput) {
     Image image = ImageFile::Read(options.input);
-    AehostChecks::CheckOutput(options.output);
-    ImageFile::CheckWritable(options.output);
+    const OutputTarget target =
+        AehostChecks::CheckOutput(options.output, standardOutput.descriptor());
+    ImageFile::CheckWritable(options.output, target.streamed());
     AehostChecks::CheckDistinct(options.input, options.output);
 
     Session session(plugin, options);
@@ -194,15 +183,16 @@ int RunImage(const AehostOptions& options, const std::string& plugin) {
     if (Interrupt::Signal()) {
         return Interrupt::ExitStatus();
     }
-    OutputFile file(options.output);
-    ImageFile::Write(file.path(), *output, image.layout.scaled(options.downsample), options.output);
+    OutputFile file(target, options.output, Interrupt::WakeDescriptor());
+    ImageFile::Write(file, *output, image.layout.scaled(options.downsample));
     session.renderer.finish();
     file.commit();
     session.report.summary();
     return 0;
 }
 
-int RunSequence(const AehostOptions& options, const std::string& plugin) {
+int RunSequence(const AehostOptions& options, const std::string& plugin,
+                const StandardOutput& standardOutput) {
     std::optional<ImageSequence> in, out;
     try {
         in.emplace(options.input);
@@ -214,17 +204,21 @@ int RunSequence(const AehostOptions& options, const std::string& plugin) {
     if (frames.empty()) {
         throw UsageError("cannot read " + options.input + ": no file matches it");
     }
+    std::vector<OutputTarget> targets;
     for (long frame : frames) {
         AehostChecks::CheckInput(in->name(frame));
-        AehostChecks::CheckOutput(out->name(frame));
+        targets.push_back(AehostChecks::CheckOutput(out->name(frame), standardOutput.descriptor()));
         AehostChecks::CheckDistinct(in->name(frame), out->name(frame));
+        if (targets.size() == 1 || targets.back().streamed()) {
+            ImageFile::CheckWritable(out->name(frame), targets.back().streamed());
+        }
     }
-    ImageFile::CheckWritable(out->name(frames.front()));
 
     // One plug-in session for the whole sequence, as the host renders a clip.
     Session session(plugin, options);
     ProgressLine progress(stderr, ShowBar(), static_cast<long>(frames.size()));
-    for (long frame : frames) {
+    for (size_t i = 0; i < frames.size(); ++i) {
+        const long frame = frames[i];
         if (Interrupt::Signal()) {
             // The frames written so far are whole files; the rest are not begun.
             return Interrupt::ExitStatus();
@@ -232,9 +226,8 @@ int RunSequence(const AehostOptions& options, const std::string& plugin) {
         Image image = ImageFile::Read(in->name(frame));
         WarnClipped(in->name(frame), image.clippedPixels, progress);
         std::unique_ptr<World> output = session.render(*image.world, options.downsample, progress);
-        OutputFile file(out->name(frame));
-        ImageFile::Write(file.path(), *output, image.layout.scaled(options.downsample),
-                         out->name(frame));
+        OutputFile file(targets[i], out->name(frame), Interrupt::WakeDescriptor());
+        ImageFile::Write(file, *output, image.layout.scaled(options.downsample));
         file.commit();
         progress.step();
     }
@@ -246,10 +239,14 @@ int RunSequence(const AehostOptions& options, const std::string& plugin) {
 
 int RunTestCard(const AehostOptions& options, const std::string& plugin,
                 const StandardOutput& standardOutput) {
-    AehostChecks::CheckOutput(kTestCardOutput);
+    const OutputTarget blurredTarget =
+        AehostChecks::CheckOutput(kTestCardOutput, standardOutput.descriptor());
+    ImageFile::CheckWritable(kTestCardOutput, blurredTarget.streamed());
+    OutputTarget unblurredTarget;
     if (!options.unblurredCard.empty()) {
-        AehostChecks::CheckOutput(options.unblurredCard);
-        ImageFile::CheckWritable(options.unblurredCard);
+        unblurredTarget =
+            AehostChecks::CheckOutput(options.unblurredCard, standardOutput.descriptor());
+        ImageFile::CheckWritable(options.unblurredCard, unblurredTarget.streamed());
     }
     Session session(plugin, options);
     ProgressLine progress(stderr, false, std::nullopt);
@@ -258,12 +255,12 @@ int RunTestCard(const AehostOptions& options, const std::string& plugin,
     if (Interrupt::Signal()) {
         return Interrupt::ExitStatus();
     }
-    OutputFile blurred(kTestCardOutput);
-    ImageFile::Write(blurred.path(), *output, {}, kTestCardOutput);
+    OutputFile blurred(blurredTarget, kTestCardOutput, Interrupt::WakeDescriptor());
+    ImageFile::Write(blurred, *output);
     std::optional<OutputFile> unblurred;
     if (!options.unblurredCard.empty()) {
-        unblurred.emplace(options.unblurredCard);
-        ImageFile::Write(unblurred->path(), *card, {}, options.unblurredCard);
+        unblurred.emplace(unblurredTarget, options.unblurredCard, Interrupt::WakeDescriptor());
+        ImageFile::Write(*unblurred, *card);
     }
     session.renderer.finish();
     blurred.commit();
@@ -289,8 +286,9 @@ int Run(const AehostOptions& options, const StandardOutput& standardOutput) {
     case AehostOptions::Mode::Raw:
         return RunRaw(options, plugin, standardOutput);
     case AehostOptions::Mode::Image:
-        return ImageSequence::IsPattern(options.input) ? RunSequence(options, plugin)
-                                                       : RunImage(options, plugin);
+        return ImageSequence::IsPattern(options.input)
+                   ? RunSequence(options, plugin, standardOutput)
+                   : RunImage(options, plugin, standardOutput);
     case AehostOptions::Mode::TestCard:
         return RunTestCard(options, plugin, standardOutput);
     }

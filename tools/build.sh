@@ -8,7 +8,8 @@
 #                         ctest; then build with clang under AddressSanitizer and
 #                         UndefinedBehaviorSanitizer, run every test but the media ones again
 #                         and each fuzz target for FUZZ_SECONDS (default 60); then build under
-#                         ThreadSanitizer and run every test but the media ones again
+#                         ThreadSanitizer and run every test but the media ones again; last,
+#                         even after a failure, check that /dev/null and /dev/stdout are intact
 #
 # Missing Debian packages are installed with apt-get (as root, or through sudo).
 # BUILD_DIR (default: build), JOBS (default: all cores) and FUZZ_SECONDS may be set; the
@@ -23,6 +24,26 @@ run | test) ;;
     exit 2
     ;;
 esac
+
+# The test job's last word, whatever failed before it: the machine's /dev/null must still be a
+# character device and /dev/stdout a link. A program that replaced either with a plain file (as
+# an output renamed over it would) breaks every later command on the machine.
+check_system_files() {
+    local status=$? broken=()
+    [[ -c /dev/null ]] || broken+=("/dev/null is no longer a character device")
+    [[ -L /dev/stdout ]] || broken+=("/dev/stdout is no longer a link")
+    if ((${#broken[@]})); then
+        printf '\nFAILED: %s\n' "${broken[@]}" >&2
+        echo "To repair, as root: rm -f /dev/null && mknod -m 666 /dev/null c 1 3;" \
+            "ln -sfn /proc/self/fd/1 /dev/stdout" >&2
+        exit 1
+    fi
+    echo "/dev/null is still a character device and /dev/stdout still a link."
+    exit "$status"
+}
+if [[ $job == test ]]; then
+    trap check_system_files EXIT
+fi
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 build=${BUILD_DIR:-$root/build}

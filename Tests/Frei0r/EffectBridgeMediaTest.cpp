@@ -27,20 +27,20 @@ class Frei0rMedia : public ::testing::Test {
 protected:
     // The tools find the module through FREI0R_PATH, and it finds the effect
     // beside itself. A tool that hangs (melt can, at the end of a clip) fails
-    // the test instead of holding it up.
-    static std::string Tool(const std::string& commandLine) {
-        return "env -u GAUSSIAN_BLUR_PLUGIN FREI0R_PATH=" + Quoted(BRIDGE_DIR) + " timeout 120 " +
-               commandLine + " < /dev/null";
+    // the test instead of holding it up. Its input is an empty pipe, and what
+    // it prints goes to a file of the test's.
+    std::string Tool(const std::string& commandLine) const {
+        return "true | env -u GAUSSIAN_BLUR_PLUGIN FREI0R_PATH=" + Quoted(BRIDGE_DIR) +
+               " timeout 120 " + commandLine + " > " + Quoted(folder / "tool.log");
     }
 
     void ffmpeg(const std::string& arguments) {
-        const std::string command =
-            Tool("ffmpeg -nostdin -loglevel error -y " + arguments + " > /dev/null");
+        const std::string command = Tool("ffmpeg -nostdin -loglevel error -y " + arguments);
         ASSERT_EQ(RunCommand(command), 0) << command;
     }
 
     void melt(const std::string& arguments) {
-        const std::string command = Tool("melt -silent " + arguments + " > /dev/null 2>&1");
+        const std::string command = Tool("melt -silent " + arguments) + " 2>&1";
         ASSERT_EQ(RunCommand(command), 0) << command;
     }
 

@@ -92,13 +92,14 @@ std::string ArgbToRgba(const std::string& argb) {
 
 std::string AehostRaw(const ScratchFolder& folder, int width, int height, double blurPixels,
                       const std::string& argbFrames) {
-    const fs::path in = folder / "aehost-in.argb", out = folder / "aehost-out.argb";
+    const fs::path in = folder / "aehost-in.argb", out = folder / "aehost-out.argb",
+                   log = folder / "aehost.log";
     WriteBytes(in, argbFrames);
     char blur[64];
     std::snprintf(blur, sizeof blur, "%.17g", blurPixels);
     const std::string command = Quoted(AEHOST_PATH) + " --raw " + std::to_string(width) + "x" +
                                 std::to_string(height) + " --blur " + blur + " " + Quoted(in) +
-                                " " + Quoted(out) + " > /dev/null";
+                                " " + Quoted(out) + " > " + Quoted(log);
     EXPECT_EQ(RunCommand(command), 0) << command;
     return ReadBytes(out);
 }

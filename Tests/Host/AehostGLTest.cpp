@@ -8,6 +8,8 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -15,12 +17,14 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <map>
 #include <random>
 #include <set>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -91,8 +95,8 @@ protected:
     std::string environment;
 };
 
-// The peak resident memory, in MiB, of an aehost run with `arguments` in `dir`, its output
-// discarded; a failed run fails the test.
+// The peak resident memory, in MiB, of an aehost run with `arguments` in `dir`, what it prints
+// kept in a file there; a failed run fails the test.
 double PeakMiB(const fs::path& dir, const std::vector<std::string>& arguments) {
     std::vector<std::string> words = {AEHOST_PATH};
     words.insert(words.end(), arguments.begin(), arguments.end());
@@ -104,8 +108,8 @@ double PeakMiB(const fs::path& dir, const std::vector<std::string>& arguments) {
     argv.push_back(nullptr);
     const pid_t pid = ::fork();
     if (pid == 0) {
-        const int null = ::open("/dev/null", O_WRONLY);
-        if (::chdir(dir.c_str()) != 0 || null < 0 || ::dup2(null, 1) < 0 || ::dup2(null, 2) < 0) {
+        const int log = ::open((dir / "printed").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        if (::chdir(dir.c_str()) != 0 || log < 0 || ::dup2(log, 1) < 0 || ::dup2(log, 2) < 0) {
             ::_exit(126);
         }
         ::execv(argv[0], argv.data());
@@ -226,6 +230,18 @@ TEST_F(Aehost, RawFramesStreamThroughStandardInputAndOutput) {
     const Result files = run("--raw 19x7 --blur 3 in.argb out.argb");
     ASSERT_EQ(files.status, 0) << files.err;
     EXPECT_EQ(ReadFile(dir / "out.argb"), all.out);
+
+    // And from what a shell hands over as a file: a pipe as /dev/stdin, <(...), a FIFO.
+    ASSERT_EQ(::mkfifo((dir / "fifo").c_str(), 0600), 0);
+    const std::string aehost = "timeout 60 '" + std::string(AEHOST_PATH) + "' --raw 19x7 --blur 3 ";
+    for (const std::string& line :
+         {"cat in.argb | " + aehost + "/dev/stdin piped.argb", aehost + "<(cat in.argb) piped.argb",
+          "timeout 60 sh -c 'cat in.argb > fifo' & " + aehost + "fifo piped.argb"}) {
+        WriteFile(dir / "line.sh", line);
+        EXPECT_EQ(std::system(("cd '" + dir.string() + "' && bash line.sh").c_str()), 0) << line;
+        EXPECT_EQ(ReadFile(dir / "piped.argb"), all.out) << line;
+        fs::remove(dir / "piped.argb");
+    }
 }
 
 TEST_F(Aehost, TruncatedRawStreamNamesTheFrameAfterWritingTheWholeOnes) {
@@ -334,9 +350,9 @@ TEST_F(Aehost, LongRawStreamsKeepTheirPeakMemoryAtEveryBlurBranch) {
     // Blur 0 and 0.4 take the single pass, 3 the two passes.
     for (const char* blur : {"0", "0.4", "3"}) {
         const double peak40 =
-            PeakMiB(dir, {"--raw", "320x180", "--blur", blur, "short.argb", "/dev/null"});
+            PeakMiB(dir, {"--raw", "320x180", "--blur", blur, "short.argb", "out.argb"});
         const double peak240 =
-            PeakMiB(dir, {"--raw", "320x180", "--blur", blur, "long.argb", "/dev/null"});
+            PeakMiB(dir, {"--raw", "320x180", "--blur", blur, "long.argb", "out.argb"});
         EXPECT_LT(peak240 - peak40, 16.0)
             << "blur " << blur << ": " << peak40 << " MiB after 40 frames, " << peak240
             << " MiB after 240";
@@ -350,9 +366,9 @@ TEST_F(Aehost, EachMoreHostThreadCostsOnlyItsContexts) {
     constexpr int w = 320, h = 180;
     WriteFile(dir / "in.argb", RepeatedFrames(RawFrame(w, h, 8), 240));
     const double one =
-        PeakMiB(dir, {"--raw", "320x180", "--blur", "3", "--threads", "1", "in.argb", "/dev/null"});
+        PeakMiB(dir, {"--raw", "320x180", "--blur", "3", "--threads", "1", "in.argb", "out.argb"});
     const double four =
-        PeakMiB(dir, {"--raw", "320x180", "--blur", "3", "--threads", "4", "in.argb", "/dev/null"});
+        PeakMiB(dir, {"--raw", "320x180", "--blur", "3", "--threads", "4", "in.argb", "out.argb"});
     // A thread brings the host's context and the effect's render context, and what the driver
     // keeps of each context's last frame: about 9 MiB here. Memory that grew with the frames a
     // thread rendered came to a hundred.
@@ -375,17 +391,16 @@ namespace {
 class Child {
 public:
     Child(const fs::path& dir, const std::vector<std::string>& arguments) {
-        int in[2], out[2];
-        if (pipe(in) != 0 || pipe(out) != 0) {
+        int in[2], out[2], err[2];
+        if (pipe(in) != 0 || pipe(out) != 0 || pipe(err) != 0) {
             return;
         }
         mPid = fork();
         if (mPid == 0) {
             dup2(in[0], STDIN_FILENO);
             dup2(out[1], STDOUT_FILENO);
-            const int null = open("/dev/null", O_WRONLY);
-            dup2(null, STDERR_FILENO);
-            for (int fd : {in[0], in[1], out[0], out[1], null}) {
+            dup2(err[1], STDERR_FILENO);
+            for (int fd : {in[0], in[1], out[0], out[1], err[0], err[1]}) {
                 close(fd);
             }
             std::vector<char*> argv{const_cast<char*>(AEHOST_PATH)};
@@ -400,13 +415,17 @@ public:
         }
         close(in[0]);
         close(out[1]);
+        close(err[1]);
         mIn = in[1];
         mOut = out[0];
+        mErr = err[0];
     }
     ~Child() {
         closeInput();
-        if (mOut >= 0) {
-            close(mOut);
+        for (int fd : {mOut, mErr}) {
+            if (fd >= 0) {
+                close(fd);
+            }
         }
         if (mPid > 0) {
             kill(mPid, SIGKILL);
@@ -462,6 +481,7 @@ private:
     pid_t mPid = -1;
     int mIn = -1;
     int mOut = -1;
+    int mErr = -1; // kept open, unread: what aehost says there is not asked for
 };
 
 } // namespace
@@ -713,8 +733,9 @@ TEST_F(Aehost, SaysWhatTheStreamsAreAndWhy) {
     EXPECT_NE(r.err.find("folder.png: Is a directory"), std::string::npos) << r.err;
 
     // A closed standard output is named as such.
+    WriteFile(dir / "frame.argb", RawFrame(4, 4, 1));
     const std::string command = "cd '" + dir.string() + "' && '" + AEHOST_PATH +
-                                "' --raw 4x4 - - < /dev/zero >&- 2> stderr";
+                                "' --raw 4x4 - - < frame.argb >&- 2> stderr";
     const int status = std::system(command.c_str());
     EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, 2);
     EXPECT_NE(ReadFile(dir / "stderr").find("cannot write standard output"), std::string::npos)
@@ -794,4 +815,103 @@ TEST_F(Aehost, EveryInjectedGpuFailureGivesExactFramesOrAFailedRunThatSaysWhere)
         list += "  " + line + "\n";
     }
     EXPECT_TRUE(wrong.empty()) << wrong.size() << " cases ended wrong:\n" << list << summary;
+}
+
+namespace {
+
+// The names in `dir` and what each is: a link stays a link, a FIFO a FIFO.
+std::map<std::string, fs::file_type> Kinds(const fs::path& dir) {
+    std::map<std::string, fs::file_type> kinds;
+    for (const fs::directory_entry& entry : fs::directory_iterator(dir)) {
+        kinds[entry.path().filename().string()] = entry.symlink_status().type();
+    }
+    return kinds;
+}
+
+std::vector<std::string> Words(const std::string& line) {
+    std::istringstream in(line);
+    return {std::istream_iterator<std::string>(in), std::istream_iterator<std::string>()};
+}
+
+} // namespace
+
+TEST_F(Aehost, OutputsThatAreNoPlainFileAreWrittenThroughAndStayWhatTheyAre) {
+    WriteFile(dir / "in.argb", RawFrame(16, 8, 1) + RawFrame(16, 8, 2));
+    WriteImage(dir / "in.png", 4, 3, 4, OIIO::TypeDesc::UINT8, std::vector<float>(48, 0.5f));
+    ASSERT_EQ(run("--raw 16x8 in.argb expected.argb").status, 0);
+    ASSERT_EQ(run("in.png expected.png").status, 0);
+    fs::create_directory(dir / "renders");
+    WriteFile(dir / "renders/shot.argb", "an earlier render");
+    fs::create_symlink("renders/shot.argb", dir / "link.argb");
+    fs::create_symlink("renders/new.argb", dir / "dangling.argb");
+    fs::create_symlink("/dev/stdout", dir / "stdout.png");
+    // Each FIFO has its reader from the start; what arrives is read once aehost is done.
+    std::map<std::string, int> readers;
+    for (const char* fifo : {"fifo.argb", "fifo.png", "fifo.sgi"}) {
+        ASSERT_EQ(::mkfifo((dir / fifo).c_str(), 0600), 0);
+        readers[fifo] = ::open((dir / fifo).c_str(), O_RDONLY | O_NONBLOCK);
+    }
+    struct Case {
+        std::string arguments;
+        std::string arrivesIn; // a file, a FIFO, or "-": aehost's standard output, a pipe
+        std::string expected;  // the file of what should arrive; empty: refused, naming why
+    };
+    const std::vector<Case> cases = {
+        {"--raw 16x8 in.argb link.argb", "renders/shot.argb", "expected.argb"},
+        {"--raw 16x8 in.argb dangling.argb", "renders/new.argb", "expected.argb"},
+        {"--raw 16x8 in.argb fifo.argb", "fifo.argb", "expected.argb"},
+        {"--raw 16x8 in.argb /dev/stdout", "-", "expected.argb"},
+        {"in.png stdout.png", "-", "expected.png"},
+        {"in.png fifo.png", "fifo.png", "expected.png"},
+        {"in.png fifo.sgi", "fifo.sgi", ""},
+    };
+    for (const Case& c : cases) {
+        const std::map<std::string, fs::file_type> before = Kinds(dir);
+        Result r;
+        if (c.arrivesIn == "-") {
+            Child child(dir, Words(c.arguments));
+            child.closeInput();
+            r.out = child.receive();
+            r.status = child.wait();
+        } else {
+            r = run(c.arguments);
+        }
+        std::string arrived = r.out;
+        if (readers.count(c.arrivesIn)) {
+            char buffer[65536];
+            for (ssize_t n; (n = ::read(readers[c.arrivesIn], buffer, sizeof buffer)) > 0;) {
+                arrived.append(buffer, static_cast<size_t>(n));
+            }
+        } else if (c.arrivesIn != "-") {
+            arrived = ReadFile(dir / c.arrivesIn);
+        }
+        EXPECT_EQ(r.status, c.expected.empty() ? 2 : 0) << c.arguments << ": " << r.err;
+        EXPECT_TRUE(arrived == (c.expected.empty() ? "" : ReadFile(dir / c.expected)))
+            << c.arguments << ": " << arrived.size() << " bytes arrived";
+        EXPECT_EQ(Kinds(dir), before) << c.arguments;
+        if (c.expected.empty()) {
+            EXPECT_NE(r.err.find("cannot write image fifo.sgi: the sgi writer needs a file"),
+                      std::string::npos)
+                << r.err;
+        }
+    }
+    for (const auto& reader : readers) {
+        ::close(reader.second);
+    }
+}
+
+TEST_F(Aehost, ACharacterDeviceAsOutputIsWrittenThroughAndStaysADevice) {
+    // A private /dev/null: the machine's own is never an output of a test.
+    if (::mknod((dir / "null.png").c_str(), S_IFCHR | 0666, ::makedev(1, 3)) != 0) {
+        GTEST_SKIP() << "mknod is not permitted here: " << std::strerror(errno);
+    }
+    WriteFile(dir / "in.argb", RawFrame(16, 8, 1));
+    WriteImage(dir / "in.png", 4, 3, 3, OIIO::TypeDesc::UINT8, std::vector<float>(36, 0.5f));
+    for (const char* arguments : {"--raw 16x8 in.argb null.png", "in.png null.png"}) {
+        const Result r = run(arguments);
+        EXPECT_EQ(r.status, 0) << arguments << ": " << r.err;
+        EXPECT_EQ(fs::symlink_status(dir / "null.png").type(), fs::file_type::character)
+            << arguments;
+        EXPECT_EQ(files(), (std::set<std::string>{"in.argb", "in.png", "null.png"})) << arguments;
+    }
 }

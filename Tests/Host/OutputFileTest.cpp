@@ -11,6 +11,7 @@
 
 using Brindel::Host::OutputFile;
 using Brindel::Host::OutputFileError;
+using Brindel::Host::OutputTarget;
 
 namespace fs = std::filesystem;
 
@@ -27,9 +28,10 @@ TEST(OutputFile, ReplacesTheDestinationOnlyOnCommit) {
     const fs::path dir = fs::temp_directory_path() / ("output-file-" + std::to_string(getpid()));
     fs::create_directories(dir);
     const fs::path destination = dir / "out.png";
+    const OutputTarget target{OutputTarget::Kind::Replace, destination.string()};
     std::ofstream(destination) << "earlier";
     {
-        OutputFile dropped(destination.string());
+        OutputFile dropped(target, "out.png");
         EXPECT_EQ(fs::path(dropped.path()).parent_path(), dir);
         EXPECT_EQ(fs::path(dropped.path()).extension(), ".png");
         std::ofstream(dropped.path()) << "half";
@@ -39,7 +41,7 @@ TEST(OutputFile, ReplacesTheDestinationOnlyOnCommit) {
     EXPECT_EQ(std::distance(fs::directory_iterator(dir), fs::directory_iterator()), 1);
 
     {
-        OutputFile kept(destination.string());
+        OutputFile kept(target, "out.png");
         std::ofstream(kept.path()) << "new";
         kept.commit();
     }
@@ -52,6 +54,8 @@ TEST(OutputFile, ReplacesTheDestinationOnlyOnCommit) {
     umask(mask);
     EXPECT_EQ(info.st_mode & 0777, 0666 & ~mask);
 
-    EXPECT_THROW(OutputFile((dir / "missing" / "out.png").string()), OutputFileError);
+    EXPECT_THROW(OutputFile({OutputTarget::Kind::Replace, (dir / "missing" / "out.png").string()},
+                            "missing/out.png"),
+                 OutputFileError);
     fs::remove_all(dir);
 }
