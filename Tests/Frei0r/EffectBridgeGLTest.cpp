@@ -8,6 +8,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdint>
@@ -230,6 +231,42 @@ TEST_F(Frei0rBridge, UpdatesFromTwoThreadsGiveWhatOneThreadGives) {
             EXPECT_TRUE(got[t][f] == expected[t][f]) << "instance " << t << ", frame " << f;
         }
     }
+}
+
+// Blur Scale 0 keeps alpha and colour premultiplied by alpha, which is what
+// the effect's 8-bit levels hold; straight colour under low alpha moves by
+// up to about 128 / alpha levels, as the README says.
+TEST_F(Frei0rBridge, BlurScaleZeroKeepsAlphaAndPremultipliedColourAsTheReadmeSays) {
+    std::string input(256 * 256 * 4, '\0');
+    for (size_t alpha = 0; alpha < 256; ++alpha) {
+        for (size_t colour = 0; colour < 256; ++colour) {
+            const size_t at = (alpha * 256 + colour) * 4;
+            input[at] = input[at + 1] = input[at + 2] = static_cast<char>(colour);
+            input[at + 3] = static_cast<char>(alpha);
+        }
+    }
+    const std::string output = render(make(256, 256, 0.0), input);
+    ASSERT_EQ(output.size(), input.size());
+    std::vector<int> worst(256, 0);
+    std::string what;
+    EXPECT_TRUE(WithinLevels(RgbaToArgb(output), RgbaToArgb(input), 1, what)) << what;
+    for (size_t i = 0; i < input.size(); i += 4) {
+        const auto in = static_cast<uint8_t>(input[i]), out = static_cast<uint8_t>(output[i]);
+        const auto alpha = static_cast<uint8_t>(input[i + 3]);
+        ASSERT_EQ(output[i + 3], input[i + 3]) << "pixel " << i / 4;
+        worst[alpha] = std::max(worst[alpha], std::abs(int(out) - int(in)));
+    }
+    // Alpha 0 keeps no colour; the rows of the README's table.
+    const std::vector<std::pair<int, int>> alphaAndWorst = {
+        {0, 255}, {1, 127}, {2, 64}, {16, 8}, {32, 4}, {64, 2}, {85, 1}, {254, 1}, {255, 0}};
+    for (const auto& [alpha, levels] : alphaAndWorst) {
+        EXPECT_EQ(worst[alpha], levels) << "alpha " << alpha;
+    }
+    EXPECT_EQ(*std::max_element(worst.begin() + 85, worst.end()), 1) << "alpha 85 and above";
+    const std::vector<uint32_t> pixel = Words(std::string("\xC8\x64\x32\x01", 4));
+    std::vector<uint32_t> out(1);
+    module.update(make(1, 1, 0.0), 0.0, pixel.data(), out.data());
+    EXPECT_EQ(Bytes(out), std::string("\xFF\x00\x00\x01", 4)) << "(200,100,50,1)";
 }
 
 // MLT closes the module and opens it again without f0r_deinit; the effect it
