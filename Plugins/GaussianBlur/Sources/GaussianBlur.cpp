@@ -95,7 +95,7 @@ private:
     SaveRestoreGLContext mSaved;
 };
 
-// EGL gives every caller in a process the same display, and a host may terminate it: the
+// The platform gives every caller in a process the same display, and a host may terminate it: the
 // contexts and every GL name the effect holds die with it. The contexts are dropped without a
 // call into them, a new data context opens the display again, and the objects are torn down in
 // its share group, which holds nothing yet, so that their names reach no live object. Under the
