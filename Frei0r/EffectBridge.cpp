@@ -41,9 +41,13 @@ std::string Refusal(PF_Cmd cmd, PF_Err err) {
 
 } // namespace
 
-EffectBridge::EffectBridge(std::string pluginPath) : mPluginPath(std::move(pluginPath)) {}
+EffectBridge::EffectBridge(std::vector<std::string> pluginPaths)
+    : mPluginPaths(std::move(pluginPaths)) {}
 
 EffectBridge::~EffectBridge() {
+    if (!mThread.started()) {
+        return; // no frame came: nothing was loaded
+    }
     try {
         mThread.run([this] {
             if (mGlobalSetUp && mHost) {
@@ -74,13 +78,24 @@ bool EffectBridge::ready() {
         return mState == State::Ready;
     }
     if (!mHost) {
-        try {
-            mHost = std::make_unique<Host::EffectHost>(mPluginPath);
-        } catch (const std::exception& e) {
+        std::string failures;
+        for (const std::string& path : mPluginPaths) {
+            try {
+                mHost = std::make_unique<Host::EffectHost>(path);
+                break;
+            } catch (const std::exception& e) {
+                failures += (failures.empty() ? "" : " and ") + std::string(e.what());
+            }
+        }
+        if (!mHost) {
             mState = State::Failed;
-            report(e.what());
+            report(failures);
             return false;
         }
+        // The render thread is the module's own and no application context lives
+        // on it, so the effect is called with nothing current: no context of the
+        // host's own that a display terminated by the application could take down.
+        mHost->useHostContext(false);
     }
     // A refused setup step is sent again with the next frame: the GPU may have the memory or
     // the context by then.

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "BridgeInstance.h"
 #include "EffectHost.h"
@@ -22,8 +23,9 @@ namespace Brindel::Frei0r {
 // tries again, setup included.
 class EffectBridge {
 public:
-    // `pluginPath`: the effect module, loaded at the first frame.
-    explicit EffectBridge(std::string pluginPath);
+    // `pluginPaths`: where the effect module may be, in order; the first that
+    // loads is used, at the first frame.
+    explicit EffectBridge(std::vector<std::string> pluginPaths);
     // Global set-down, when setup was sent, and the plug-in unloaded.
     ~EffectBridge();
     EffectBridge(const EffectBridge&) = delete;
@@ -34,7 +36,8 @@ public:
     // for different instances at once.
     void render(BridgeInstance& instance, const uint32_t* input, uint32_t* output);
 
-    const std::string& pluginPath() const { return mPluginPath; }
+    // Whether a frame has reached the render thread, and with it GL work.
+    bool started() const { return mThread.started(); }
 
 private:
     enum class State {
@@ -52,7 +55,7 @@ private:
     // Says what failed this frame.
     void reportFrame(const std::string& what);
 
-    std::string mPluginPath;
+    std::vector<std::string> mPluginPaths;
     // Touched only on the render thread.
     std::unique_ptr<Host::EffectHost> mHost;
     State mState = State::Unloaded;

@@ -2,11 +2,16 @@
 // Blur effect plug-in inside frei0r hosts such as ffmpeg and MLT.
 #include <dlfcn.h>
 
+#include <pthread.h>
+
+#include <condition_variable>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include "BridgeInstance.h"
 #include "EffectBridge.h"
@@ -26,19 +31,33 @@ namespace {
 constexpr const char* kPluginVariable = "GAUSSIAN_BLUR_PLUGIN";
 constexpr const char* kPluginFile = "GaussianBlur.so";
 
-// The effect module named by the environment, or the one beside this module.
-std::string PluginPath() {
+// Where the effect module may be: the one named by the environment, or the
+// one beside this module's real file, then beside the path it was opened by
+// (frei0r folders often hold links to modules installed elsewhere).
+std::vector<std::string> PluginPaths() {
     const char* chosen = std::getenv(kPluginVariable);
     if (chosen != nullptr && *chosen != '\0') {
-        return chosen;
+        return {chosen};
     }
     Dl_info self{};
     if (dladdr(reinterpret_cast<void*>(&f0r_update), &self) == 0 || self.dli_fname == nullptr) {
-        return kPluginFile;
+        return {kPluginFile};
     }
-    const std::string path = self.dli_fname;
-    const size_t slash = path.rfind('/');
-    return slash == std::string::npos ? kPluginFile : path.substr(0, slash + 1) + kPluginFile;
+    const auto beside = [](const std::string& path) {
+        const size_t slash = path.rfind('/');
+        return slash == std::string::npos ? std::string(kPluginFile)
+                                          : path.substr(0, slash + 1) + kPluginFile;
+    };
+    std::vector<std::string> paths;
+    if (char* real = realpath(self.dli_fname, nullptr)) {
+        paths.push_back(beside(real));
+        std::free(real);
+    }
+    const std::string opened = beside(self.dli_fname);
+    if (paths.empty() || paths.front() != opened) {
+        paths.push_back(opened);
+    }
+    return paths;
 }
 
 // Hosts may init the module more than once (ffmpeg does for each filter of a
@@ -46,25 +65,84 @@ std::string PluginPath() {
 // last f0r_deinit. The state is never destroyed: a host that skips
 // f0r_deinit must not have set-down and GL teardown run from a static
 // destructor at exit, while the libraries they need are being torn down.
+//
+// Each frame holds the bridge it renders with, so a f0r_deinit from another
+// thread waits for the frames in flight before it sets the effect down, and
+// a frame after it waits for that set-down before a new bridge sets up.
 struct Module {
     std::mutex mutex;
+    std::condition_variable changed;
     int inits = 0;
-    std::unique_ptr<EffectBridge> bridge;
+    int ending = 0; // bridges being set down
+    std::shared_ptr<EffectBridge> bridge;
+    // Set once a frame has gone to a bridge: GL work has begun in the process.
+    bool glBegun = false;
+    // In a child forked after GL work began, where it cannot go on.
+    bool forkedChild = false;
+    bool forkReported = false;
 };
 
+Module& TheModule();
+
+// A child of fork() has this thread alone: the render thread and the GL
+// driver's threads stay in the parent, and nothing of their state may be
+// used or ended here. The module's lock is held across fork, so the child
+// finds it free and consistent.
+void BeforeFork() {
+    TheModule().mutex.lock();
+}
+
+void AfterForkInParent() {
+    TheModule().mutex.unlock();
+}
+
+void AfterForkInChild() {
+    Module& module = TheModule();
+    if (module.glBegun) {
+        module.forkedChild = true;
+        // Left alone for good: its destructor would wait for the missing thread.
+        new std::shared_ptr<EffectBridge>(std::move(module.bridge));
+    }
+    module.ending = 0; // the threads setting bridges down stayed in the parent
+    module.mutex.unlock();
+}
+
 Module& TheModule() {
-    static Module* module = new Module;
+    static Module* module = [] {
+        auto* made = new Module;
+        pthread_atfork(&BeforeFork, &AfterForkInParent, &AfterForkInChild);
+        return made;
+    }();
     return *module;
 }
 
-// The bridge, made here if the host updates without f0r_init.
-EffectBridge& Bridge() {
+// The bridge for one frame, made here if the host updates without f0r_init;
+// null in a child forked after GL work began.
+std::shared_ptr<EffectBridge> TakeBridge() {
+    Module& module = TheModule();
+    std::unique_lock<std::mutex> lock(module.mutex);
+    if (module.forkedChild) {
+        if (!module.forkReported) {
+            module.forkReported = true;
+            std::fprintf(stderr, "gaussian_blur: GPU work cannot continue across fork(); frames "
+                                 "pass through unchanged\n");
+            std::fflush(stderr);
+        }
+        return nullptr;
+    }
+    module.changed.wait(lock, [&] { return module.ending == 0; });
+    if (!module.bridge) {
+        module.bridge = std::make_shared<EffectBridge>(PluginPaths());
+    }
+    module.glBegun = true;
+    return module.bridge;
+}
+
+void GiveBack(std::shared_ptr<EffectBridge>& bridge) {
     Module& module = TheModule();
     std::lock_guard<std::mutex> lock(module.mutex);
-    if (!module.bridge) {
-        module.bridge = std::make_unique<EffectBridge>(PluginPath());
-    }
-    return *module.bridge;
+    bridge.reset();
+    module.changed.notify_all();
 }
 
 void PassThrough(const uint32_t* inframe, uint32_t* outframe, const BridgeInstance& instance) {
@@ -82,9 +160,7 @@ FREI0R_EXPORT int f0r_init() {
     try {
         Module& module = TheModule();
         std::lock_guard<std::mutex> lock(module.mutex);
-        if (module.inits++ == 0 && !module.bridge) {
-            module.bridge = std::make_unique<EffectBridge>(PluginPath());
-        }
+        ++module.inits;
         return 1;
     } catch (...) {
         return 0;
@@ -93,18 +169,22 @@ FREI0R_EXPORT int f0r_init() {
 
 FREI0R_EXPORT void f0r_deinit() {
     Module& module = TheModule();
-    std::unique_ptr<EffectBridge> ending;
-    {
-        std::lock_guard<std::mutex> lock(module.mutex);
-        if (module.inits > 0) {
-            --module.inits;
-        }
-        if (module.inits == 0) {
-            ending = std::move(module.bridge);
-        }
+    std::unique_lock<std::mutex> lock(module.mutex);
+    if (module.inits > 0) {
+        --module.inits;
     }
+    if (module.inits > 0 || !module.bridge) {
+        return;
+    }
+    std::shared_ptr<EffectBridge> ending = std::move(module.bridge);
+    ++module.ending;
+    module.changed.wait(lock, [&] { return ending.use_count() == 1; });
     // Set-down outside the lock; the destructor lets no exception out.
+    lock.unlock();
     ending.reset();
+    lock.lock();
+    --module.ending;
+    module.changed.notify_all();
 }
 
 FREI0R_EXPORT void f0r_get_plugin_info(f0r_plugin_info_t* info) {
@@ -166,11 +246,20 @@ FREI0R_EXPORT void f0r_update(f0r_instance_t instance, double /*time*/, const ui
         return;
     }
     auto& frame = *static_cast<BridgeInstance*>(instance);
+    std::shared_ptr<EffectBridge> bridge;
     try {
-        Bridge().render(frame, inframe, outframe);
+        bridge = TakeBridge();
+        if (bridge) {
+            bridge->render(frame, inframe, outframe);
+        } else {
+            PassThrough(inframe, outframe, frame);
+        }
     } catch (...) {
         // Only the bridge's own making can throw here: memory or threads.
         PassThrough(inframe, outframe, frame);
+    }
+    if (bridge) {
+        GiveBack(bridge);
     }
 }
 

@@ -2,9 +2,10 @@
 
 namespace Brindel::Frei0r {
 
-RenderThread::RenderThread() : mThread([this] { loop(); }) {}
-
 RenderThread::~RenderThread() {
+    if (!mThread.joinable()) {
+        return;
+    }
     {
         std::lock_guard<std::mutex> callers(mCallers);
         std::lock_guard<std::mutex> lock(mMutex);
@@ -16,6 +17,9 @@ RenderThread::~RenderThread() {
 
 void RenderThread::run(const std::function<void()>& job) {
     std::lock_guard<std::mutex> callers(mCallers);
+    if (!mThread.joinable()) {
+        mThread = std::thread([this] { loop(); });
+    }
     std::unique_lock<std::mutex> lock(mMutex);
     mJob = &job;
     mError = nullptr;

@@ -1,12 +1,20 @@
 // The frei0r module driven as a frei0r host drives it: loaded with dlopen and
 // called through its functions only.
+#include <EGL/egl.h>
+#include <EGL/eglext.h>
 #include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <limits>
 #include <random>
 #include <string>
@@ -225,6 +233,42 @@ TEST_F(Frei0rBridge, UpdatesFromTwoThreadsGiveWhatOneThreadGives) {
     }
 }
 
+// Blur Scale 0 keeps alpha and colour premultiplied by alpha, which is what
+// the effect's 8-bit levels hold; straight colour under low alpha moves by
+// up to about 128 / alpha levels, as the README says.
+TEST_F(Frei0rBridge, BlurScaleZeroKeepsAlphaAndPremultipliedColourAsTheReadmeSays) {
+    std::string input(256 * 256 * 4, '\0');
+    for (size_t alpha = 0; alpha < 256; ++alpha) {
+        for (size_t colour = 0; colour < 256; ++colour) {
+            const size_t at = (alpha * 256 + colour) * 4;
+            input[at] = input[at + 1] = input[at + 2] = static_cast<char>(colour);
+            input[at + 3] = static_cast<char>(alpha);
+        }
+    }
+    const std::string output = render(make(256, 256, 0.0), input);
+    ASSERT_EQ(output.size(), input.size());
+    std::vector<int> worst(256, 0);
+    std::string what;
+    EXPECT_TRUE(WithinLevels(RgbaToArgb(output), RgbaToArgb(input), 1, what)) << what;
+    for (size_t i = 0; i < input.size(); i += 4) {
+        const auto in = static_cast<uint8_t>(input[i]), out = static_cast<uint8_t>(output[i]);
+        const auto alpha = static_cast<uint8_t>(input[i + 3]);
+        ASSERT_EQ(output[i + 3], input[i + 3]) << "pixel " << i / 4;
+        worst[alpha] = std::max(worst[alpha], std::abs(int(out) - int(in)));
+    }
+    // Alpha 0 keeps no colour; the rows of the README's table.
+    const std::vector<std::pair<int, int>> alphaAndWorst = {
+        {0, 255}, {1, 127}, {2, 64}, {16, 8}, {32, 4}, {64, 2}, {85, 1}, {254, 1}, {255, 0}};
+    for (const auto& [alpha, levels] : alphaAndWorst) {
+        EXPECT_EQ(worst[alpha], levels) << "alpha " << alpha;
+    }
+    EXPECT_EQ(*std::max_element(worst.begin() + 85, worst.end()), 1) << "alpha 85 and above";
+    const std::vector<uint32_t> pixel = Words(std::string("\xC8\x64\x32\x01", 4));
+    std::vector<uint32_t> out(1);
+    module.update(make(1, 1, 0.0), 0.0, pixel.data(), out.data());
+    EXPECT_EQ(Bytes(out), std::string("\xFF\x00\x00\x01", 4)) << "(200,100,50,1)";
+}
+
 // MLT closes the module and opens it again without f0r_deinit; the effect it
 // set up the first time must still render right.
 TEST(Frei0rBridgeReopened, RendersAsBeforeWhenClosedWithoutDeinit) {
@@ -289,6 +333,190 @@ TEST(Frei0rBridgeFailing, EffectErrorPassesEachFrameThroughWithALineNamingTheErr
                       "^(gaussian_blur: the effect failed inside \\(a GL error or a damaged "
                       "state\\): smart render returned PF_Err 512; the frame passes through "
                       "unchanged\n){4}$");
+}
+
+// Runs `child` in a forked process with its standard error in `errors`; its
+// exit status, or -1 when it had not ended after a minute (it is killed).
+int RunForked(const std::function<int()>& child, const std::string& errors) {
+    const pid_t pid = fork();
+    if (pid == 0) {
+        if (std::freopen(errors.c_str(), "w", stderr) == nullptr) {
+            _exit(3);
+        }
+        const int status = child();
+        std::fflush(stderr);
+        _exit(status);
+    }
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    int status = 0;
+    while (waitpid(pid, &status, WNOHANG) == 0) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            kill(pid, SIGKILL);
+            waitpid(pid, &status, 0);
+            return -1;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -2;
+}
+
+// What a case found wrong, or empty; run in a process of its own, so that GL
+// has not begun in it before the case says so.
+void ExpectCleanProcess(const std::function<std::string()>& check) {
+    ::testing::FLAGS_gtest_death_test_style = "threadsafe";
+    EXPECT_EXIT(
+        {
+            const std::string wrong = check();
+            std::fprintf(stderr, "%s", wrong.empty() ? "fine" : wrong.c_str());
+            std::exit(0);
+        },
+        ::testing::ExitedWithCode(0), "^fine$");
+}
+
+std::string Render(Frei0rModule& module, f0r_instance_t instance, const std::string& rgba) {
+    const std::vector<uint32_t> in = Words(rgba);
+    std::vector<uint32_t> out(in.size(), 0xDEADBEEF);
+    module.update(instance, 0.0, in.data(), out.data());
+    return Bytes(out);
+}
+
+size_t Count(const std::string& text, const std::string& part) {
+    size_t count = 0;
+    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
+        ++count;
+    }
+    return count;
+}
+
+// A host that forks after loading the module: a child forked before any frame
+// renders as the parent does; one forked after GL work began cannot carry it
+// on, and passes frames through, says so once, and ends, never hanging.
+TEST(Frei0rBridgeFork, ChildBlursWhenForkedBeforeGLWorkElsePassesThroughWithoutHanging) {
+    for (const bool framesBeforeFork : {false, true}) {
+        SCOPED_TRACE(framesBeforeFork ? "forked after a frame" : "forked before any frame");
+        ExpectCleanProcess([framesBeforeFork]() -> std::string {
+            const ScratchFolder folder;
+            Frei0rModule module;
+            module.init();
+            f0r_instance_t instance = module.construct(32, 16);
+            double blurScale = 0.1;
+            module.setParam(instance, &blurScale, 0);
+            const std::string input = RandomRgba(32, 16, 5);
+            const std::string before = framesBeforeFork ? Render(module, instance, input) : "";
+            const std::string frames = (folder / "child.rgba").string();
+            const std::string errors = (folder / "child.txt").string();
+            const int status = RunForked(
+                [&] {
+                    const std::string first = Render(module, instance, input);
+                    WriteBytes(frames, first + Render(module, instance, input));
+                    module.destruct(instance);
+                    module.deinit();
+                    return 0;
+                },
+                errors);
+            if (status != 0) {
+                return status == -1 ? "the child hung" : "the child failed";
+            }
+            const std::string parent = Render(module, instance, input);
+            const std::string child = ReadBytes(frames), message = ReadBytes(errors);
+            module.destruct(instance);
+            module.deinit();
+            if (parent == input || (framesBeforeFork && parent != before)) {
+                return "the parent's frame is wrong";
+            }
+            if (!framesBeforeFork) {
+                return child == parent + parent ? "" : "the child's frames are not the parent's";
+            }
+            if (child != input + input) {
+                return "the child's frames did not pass through";
+            }
+            if (Count(message, "gaussian_blur:") != 1 ||
+                message.find("fork()") == std::string::npos) {
+                return "the child said: " + message;
+            }
+            return "";
+        });
+    }
+}
+
+// Every display of the platforms the effect picks from, initialised and
+// terminated as an application that is done with its own GL would.
+void TerminateDisplays() {
+    const auto getDisplay = reinterpret_cast<PFNEGLGETPLATFORMDISPLAYEXTPROC>(
+        eglGetProcAddress("eglGetPlatformDisplayEXT"));
+    const auto queryDevices =
+        reinterpret_cast<PFNEGLQUERYDEVICESEXTPROC>(eglGetProcAddress("eglQueryDevicesEXT"));
+    std::vector<EGLDisplay> displays;
+    EGLint count = 0;
+    if (queryDevices != nullptr && queryDevices(0, nullptr, &count) && count > 0) {
+        std::vector<EGLDeviceEXT> devices(static_cast<size_t>(count));
+        queryDevices(count, devices.data(), &count);
+        for (EGLint i = 0; i < count; ++i) {
+            displays.push_back(getDisplay(EGL_PLATFORM_DEVICE_EXT, devices[i], nullptr));
+        }
+    }
+    displays.push_back(getDisplay(EGL_PLATFORM_SURFACELESS_MESA, EGL_DEFAULT_DISPLAY, nullptr));
+    for (const EGLDisplay display : displays) {
+        if (display != EGL_NO_DISPLAY && eglInitialize(display, nullptr, nullptr)) {
+            eglTerminate(display);
+        }
+    }
+}
+
+// EGL gives every caller of a process the same display, and an application may
+// terminate it. The effect's next frames are right all the same, with or
+// without the host setting the module down and up in between.
+TEST(Frei0rBridgeDisplay, FramesAfterTheApplicationTerminatesTheDisplayAreStillBlurred) {
+    for (const bool deinitBetween : {false, true}) {
+        SCOPED_TRACE(deinitBetween ? "with deinit and init after" : "frames straight after");
+        ExpectCleanProcess([deinitBetween]() -> std::string {
+            Frei0rModule module;
+            module.init();
+            const std::string input = RandomRgba(32, 16, 6);
+            double blurScale = 0.1;
+            f0r_instance_t instance = module.construct(32, 16);
+            module.setParam(instance, &blurScale, 0);
+            const std::string blurred = Render(module, instance, input);
+            TerminateDisplays();
+            if (deinitBetween) {
+                module.destruct(instance);
+                module.deinit();
+                module.init();
+                instance = module.construct(32, 16);
+                module.setParam(instance, &blurScale, 0);
+            }
+            std::string wrong;
+            for (int frame = 0; frame < 2 && wrong.empty(); ++frame) {
+                if (Render(module, instance, input) != blurred) {
+                    wrong = "frame " + std::to_string(frame) + " after the terminate is wrong";
+                }
+            }
+            module.destruct(instance);
+            module.deinit();
+            return blurred == input ? "not blurred before the terminate" : wrong;
+        });
+    }
+}
+
+// A host that sets the module down while another of its threads is inside a
+// frame: the frame completes, and the frames after init render, every time.
+TEST_F(Frei0rBridge, DeinitDuringAFrameNeverLeavesFramesPassingThrough) {
+    const std::string input = RandomRgba(32, 16, 8);
+    f0r_instance_t instance = make(32, 16, 0.1);
+    const std::string blurred = render(instance, input);
+    ASSERT_NE(blurred, input);
+    int wrongDuring = 0, wrongAfter = 0;
+    for (int run = 0; run < 100; ++run) {
+        std::string during;
+        std::thread frame([&] { during = render(instance, input); });
+        module.deinit();
+        module.init();
+        frame.join();
+        wrongDuring += during != blurred;
+        wrongAfter += render(instance, input) != blurred;
+    }
+    EXPECT_EQ(wrongDuring, 0);
+    EXPECT_EQ(wrongAfter, 0);
 }
 
 } // namespace

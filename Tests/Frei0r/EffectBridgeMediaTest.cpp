@@ -113,6 +113,63 @@ TEST_F(Frei0rMedia, FfmpegPeakMemoryStaysFlatOverALongStreamAtEveryBlurBranch) {
     }
 }
 
+// Modules are often installed as links into a folder on FREI0R_PATH. The
+// effect is looked for beside the module's real file, then beside the link;
+// when it is in neither, frames pass through and the message names both.
+TEST_F(Frei0rMedia, FfmpegFindsTheEffectBesideALinkedModuleOrNamesBothPlaces) {
+    const fs::path real = fs::path(BRIDGE_DIR) / "gaussian_blur.so";
+    const fs::path lone = folder / "lone", link = folder / "link";
+    fs::create_directories(lone);
+    fs::copy_file(real, lone / "gaussian_blur.so");
+    const std::string size = std::to_string(kWidth) + "x" + std::to_string(kHeight);
+    const fs::path clip = folder / "clip.mkv";
+    ffmpeg("-f lavfi -i testsrc2=s=" + size + ":r=10 -frames:v 3 -pix_fmt rgba -c:v png " +
+           Quoted(clip));
+    const std::string input = decode(Quoted(clip));
+
+    struct Case {
+        const char* what;
+        fs::path target; // what the link in the FREI0R_PATH folder points at
+        bool effectBesideLink;
+        bool blurs;
+    };
+    const Case cases[] = {
+        {"link to the built module", real, false, true},
+        {"link to a copy without the effect, effect beside the link", lone / "gaussian_blur.so",
+         true, true},
+        {"link to a copy without the effect, none beside the link", lone / "gaussian_blur.so",
+         false, false},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        fs::remove_all(link);
+        fs::create_directories(link);
+        fs::create_symlink(c.target, link / "gaussian_blur.so");
+        if (c.effectBesideLink) {
+            fs::create_symlink(fs::path(BRIDGE_DIR) / "GaussianBlur.so", link / "GaussianBlur.so");
+        }
+        const fs::path filtered = folder / "filtered.rgba", errors = folder / "errors.txt";
+        const std::string command =
+            "env -u GAUSSIAN_BLUR_PLUGIN FREI0R_PATH=" + Quoted(link) +
+            " timeout 120 ffmpeg -nostdin -loglevel error -y -i " + Quoted(clip) +
+            " -vf frei0r=filter_name=gaussian_blur:filter_params=" + kBlurScale +
+            " -f rawvideo -pix_fmt rgba " + Quoted(filtered) + " > " + Quoted(folder / "out.txt") +
+            " 2> " + Quoted(errors);
+        ASSERT_EQ(RunCommand(command), 0) << command << "\n" << ReadBytes(errors);
+        const std::string output = ReadBytes(filtered), message = ReadBytes(errors);
+        if (c.blurs) {
+            EXPECT_EQ(message.find("gaussian_blur:"), std::string::npos) << message;
+            expectClose(output, aehost(input));
+        } else {
+            EXPECT_TRUE(output == input) << "frames did not pass through";
+            EXPECT_NE(message.find((lone / "GaussianBlur.so").string()), std::string::npos)
+                << message;
+            EXPECT_NE(message.find((link / "GaussianBlur.so").string()), std::string::npos)
+                << message;
+        }
+    }
+}
+
 TEST_F(Frei0rMedia, MeltRendersFramesThroughTheFilterAsAehostDoes) {
     const fs::path clip = folder / "clip.mkv";
     ffmpeg("-f lavfi -i testsrc2=s=" + std::to_string(kWidth) + "x" + std::to_string(kHeight) +

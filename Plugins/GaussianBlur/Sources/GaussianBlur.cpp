@@ -99,6 +99,27 @@ private:
     SaveRestoreGLContext mSaved;
 };
 
+// The platform gives every caller in a process the same display, and a host may terminate it: the
+// contexts and every GL name the effect holds die with it. The contexts are dropped without a
+// call into them, a new data context opens the display again, and the objects are torn down in
+// its share group, which holds nothing yet, so that their names reach no live object. Under the
+// render lock, with the host's context saved.
+void RecoverFromLostDisplay() {
+    if (!AEOpenGLContext::platformDisplayLost() ||
+        !AEOpenGLContextManager::getSharedDataContext()) {
+        return;
+    }
+    AEOpenGLContextManager::forgetContexts();
+    AEOpenGLContextManager::setupContextManager();
+    AEOpenglMainFrameBuffer::mainFrameBuffer()->destory();
+    if (mWarpRender) {
+        delete mWarpRender;
+        mWarpRender = new GaussianBlurRender();
+    }
+    // Deleting programs the new share group never had is an error of this context alone.
+    AEOpenGLUtilities::ClearGLErrors();
+}
+
 PF_Err GlobalSetup(PF_OutData* out_data) {
     out_data->my_version =
         PF_VERSION(kMajorVersion, kMinorVersion, kBugVersion, PF_Stage_DEVELOP, kBuildVersion);
@@ -112,6 +133,7 @@ PF_Err GlobalSetup(PF_OutData* out_data) {
         mWarpRender = new GaussianBlurRender();
     }
     HostContextGuard hostContext;
+    RecoverFromLostDisplay();
     AEOpenGLContextManager::setupContextManager();
     hostContext.restore();
     return PF_Err_NONE;
@@ -120,6 +142,7 @@ PF_Err GlobalSetup(PF_OutData* out_data) {
 PF_Err GlobalSetdown() {
     std::lock_guard<std::mutex> lock(RenderLock());
     HostContextGuard hostContext;
+    RecoverFromLostDisplay();
     // Without a data context no GL object was ever made.
     if (AEOpenGLContext* data = AEOpenGLContextManager::getSharedDataContext()) {
         data->makeContextCurrent();
@@ -160,6 +183,7 @@ void RenderFrame(PF_InData* in_data, PF_EffectWorld* inputWorld, PF_EffectWorld*
             throw PF_Err{PF_Err_BAD_CALLBACK_PARAM};
         }
         HostContextGuard hostContext;
+        RecoverFromLostDisplay();
         AEOpenGLContext* context = AEOpenGLContextManager::getCurrentRenderContext();
         if (!context) {
             throw PF_Err{PF_Err_BAD_CALLBACK_PARAM};

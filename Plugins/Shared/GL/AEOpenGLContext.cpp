@@ -26,6 +26,7 @@ namespace {
 struct PlatformDisplay {
     EGLDisplay display = EGL_NO_DISPLAY;
     EGLConfig config = nullptr;
+    bool tracked = false; // initialised with a reference of our own
 };
 
 // The client API is a setting of the thread, and the host's: EGL asks it for the current
@@ -144,6 +145,11 @@ PlatformDisplay OpenDisplay() {
     if (getPlatformDisplay == nullptr) {
         return result;
     }
+    // Where EGL counts initialisations, a display of our own reference stays up when the host
+    // terminates its own.
+    result.tracked = HasExtension(clientExtensions, "EGL_KHR_display_reference");
+    const EGLint tracking[] = {EGL_TRACK_REFERENCES_KHR, EGL_TRUE, EGL_NONE};
+    const EGLint* attributes = result.tracked ? tracking : nullptr;
     if (HasExtension(clientExtensions, "EGL_EXT_platform_device")) {
         const auto queryDevices =
             reinterpret_cast<PFNEGLQUERYDEVICESEXTPROC>(eglGetProcAddress("eglQueryDevicesEXT"));
@@ -152,7 +158,7 @@ PlatformDisplay OpenDisplay() {
             std::vector<EGLDeviceEXT> devices(static_cast<std::size_t>(count));
             queryDevices(count, devices.data(), &count);
             for (EGLint i = 0; i < count; ++i) {
-                if (TryDisplay(getPlatformDisplay(EGL_PLATFORM_DEVICE_EXT, devices[i], nullptr),
+                if (TryDisplay(getPlatformDisplay(EGL_PLATFORM_DEVICE_EXT, devices[i], attributes),
                                result)) {
                     return result;
                 }
@@ -160,17 +166,35 @@ PlatformDisplay OpenDisplay() {
         }
     }
     if (HasExtension(clientExtensions, "EGL_MESA_platform_surfaceless")) {
-        TryDisplay(getPlatformDisplay(EGL_PLATFORM_SURFACELESS_MESA, EGL_DEFAULT_DISPLAY, nullptr),
-                   result);
+        TryDisplay(
+            getPlatformDisplay(EGL_PLATFORM_SURFACELESS_MESA, EGL_DEFAULT_DISPLAY, attributes),
+            result);
     }
     return result;
 }
 
-// Initialised once per process and never terminated: the host may work on the same display, and
-// terminating it would take the host's contexts down with ours.
-const PlatformDisplay& SharedDisplay() {
-    static const PlatformDisplay display = OpenDisplay();
-    return display;
+// Initialised at first use and never terminated by us: the host may work on the same display, and
+// terminating it would take the host's contexts down with ours. The host may terminate it all the
+// same; it is then opened again at the next use.
+struct DisplayState {
+    std::mutex mutex;
+    PlatformDisplay display;
+    bool open = false;
+};
+
+DisplayState& TheDisplayState() {
+    static DisplayState* state = new DisplayState;
+    return *state;
+}
+
+PlatformDisplay SharedDisplay() {
+    DisplayState& state = TheDisplayState();
+    std::lock_guard<std::mutex> lock(state.mutex);
+    if (!state.open) {
+        state.display = OpenDisplay();
+        state.open = true;
+    }
+    return state.display;
 }
 
 // The current context is kept per client API; ours is desktop OpenGL.
@@ -232,6 +256,9 @@ AEOpenGLContext::AEOpenGLContext(const AEOpenGLContext* shared) {
 }
 
 AEOpenGLContext::~AEOpenGLContext() {
+    if (mContext == nullptr) {
+        return;
+    }
     const EGLDisplay display = SharedDisplay().display;
     const EGLContext current = CurrentContext();
     ReleaseFromBinding(mContext);
@@ -249,6 +276,32 @@ AEOpenGLContext::~AEOpenGLContext() {
         glbinding::Binding::useContext(Handle(current));
     }
     eglDestroyContext(display, mContext);
+}
+
+void AEOpenGLContext::forget() {
+    if (mContext == nullptr) {
+        return;
+    }
+    ReleaseFromBinding(mContext);
+    {
+        std::lock_guard<std::mutex> lock(OwnMutex());
+        OwnContexts().erase(mContext);
+    }
+    mContext = nullptr;
+}
+
+bool AEOpenGLContext::platformDisplayLost() {
+    DisplayState& state = TheDisplayState();
+    std::lock_guard<std::mutex> lock(state.mutex);
+    if (!state.open || state.display.tracked || state.display.display == EGL_NO_DISPLAY) {
+        return false;
+    }
+    // Any query of a display that is no longer initialised fails with EGL_NOT_INITIALIZED.
+    if (eglQueryString(state.display.display, EGL_VENDOR) != nullptr) {
+        return false;
+    }
+    state.open = false;
+    return true;
 }
 
 void AEOpenGLContext::makeContextCurrent() {
@@ -276,7 +329,7 @@ void AEOpenGLContext::InitializeOpenGLBindings() {
 
 AEOpenGLContext::PlatformContext AEOpenGLContext::createNSContext(PlatformContext share,
                                                                   PlatformContext& out) {
-    const PlatformDisplay& platform = SharedDisplay();
+    const PlatformDisplay platform = SharedDisplay();
     if (platform.display == EGL_NO_DISPLAY || platform.config == nullptr) {
         throw kNoContext;
     }

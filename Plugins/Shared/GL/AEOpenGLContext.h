@@ -29,6 +29,16 @@ public:
     AEOpenGLContext(const AEOpenGLContext&) = delete;
     AEOpenGLContext& operator=(const AEOpenGLContext&) = delete;
 
+    /// Drops the context without any platform call, for a context that died with its display: it
+    /// is released from the binding and no longer counts as the kit's. Destruction then does
+    /// nothing more.
+    void forget();
+
+    /// Whether the display the kit's contexts live on has been terminated (by the host, which may
+    /// share it) since it was opened. Every context and GL object made on it is gone then; the
+    /// next context opens the display again. Answers true once per termination.
+    static bool platformDisplayLost();
+
     /// Makes the context current on the calling thread and points the binding at it. Throws
     /// kNoContext when EGL refuses the switch.
     void makeContextCurrent();

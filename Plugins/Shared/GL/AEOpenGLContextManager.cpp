@@ -51,4 +51,15 @@ void AEOpenGLContextManager::releaseContextManager() {
     mSharedDataContext = nullptr;
 }
 
+void AEOpenGLContextManager::forgetContexts() {
+    std::lock_guard<std::recursive_mutex> lock(mMutex);
+    for (auto& entry : mRenderContexts) {
+        entry.second->forget();
+    }
+    if (mSharedDataContext) {
+        mSharedDataContext->forget();
+    }
+    releaseContextManager();
+}
+
 } // namespace Brindel::GaussianBlur

@@ -24,6 +24,9 @@ public:
     static AEOpenGLContext* getCurrentRenderContext();
     /// Deletes the render contexts, then the data context.
     static void releaseContextManager();
+    /// Drops every context without a platform call, for contexts that died with their display.
+    /// The registry is empty afterwards, as after a release.
+    static void forgetContexts();
 
 private:
     static std::atomic<std::int32_t> mContextCount;
