@@ -1,0 +1,213 @@
+// Frame cost of one effect module, or of two side by side: each module renders in a process of
+// its own, and the two take turns frame by frame (A B, then B A), so that whatever else the
+// machine does falls on both alike. For each size and Blur Scale it prints the median time of a
+// frame, and per frame the minor page faults and the kernel time of the whole process.
+//
+//   FrameCompare [--plugin-a PATH] [--plugin-b PATH] [--sizes 1080p,4k,WxH] [--blurs 0,1,3,...]
+//                [--frames N] [--warmup W]
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <memory>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "FrameWorker.h"
+
+using Brindel::Bench::FrameCost;
+using Brindel::Bench::FrameWorker;
+
+namespace {
+
+struct Size {
+    A_long width;
+    A_long height;
+};
+
+struct Options {
+    std::vector<std::string> plugins{BRINDEL_PLUGIN_PATH};
+    std::vector<Size> sizes{{1920, 1080}};
+    std::vector<double> blurs{0, 1, 3, 10, 30, 60};
+    int frames = 15;
+    int warmup = 2;
+};
+
+constexpr const char* kUsage =
+    "usage: FrameCompare [--plugin-a PATH] [--plugin-b PATH] [--sizes 1080p,4k,WxH] "
+    "[--blurs 0,1,3,10,30,60] [--frames N] [--warmup W]";
+
+std::vector<std::string> Split(const std::string& list) {
+    std::vector<std::string> items;
+    std::stringstream stream(list);
+    std::string item;
+    while (std::getline(stream, item, ',')) {
+        items.push_back(item);
+    }
+    return items;
+}
+
+Size ParseSize(const std::string& text) {
+    if (text == "720p") {
+        return {1280, 720};
+    }
+    if (text == "1080p") {
+        return {1920, 1080};
+    }
+    if (text == "4k" || text == "4K") {
+        return {3840, 2160};
+    }
+    Size size{};
+    char end = 0;
+    if (std::sscanf(text.c_str(), "%dx%d%c", &size.width, &size.height, &end) != 2 ||
+        size.width < 1 || size.height < 1) {
+        throw std::invalid_argument("not a size: " + text);
+    }
+    return size;
+}
+
+double ParseBlur(const std::string& text) {
+    char* end = nullptr;
+    const double blur = std::strtod(text.c_str(), &end);
+    if (text.empty() || *end != '\0' || !(blur >= 0.0)) {
+        throw std::invalid_argument("not a Blur Scale: " + text);
+    }
+    return blur;
+}
+
+Options Parse(int argc, char** argv) {
+    Options options;
+    if ((argc - 1) % 2 != 0) {
+        throw std::invalid_argument(kUsage);
+    }
+    for (int i = 1; i + 1 < argc; i += 2) {
+        const std::string arg = argv[i];
+        const std::string value = argv[i + 1];
+        if (arg == "--plugin-a") {
+            options.plugins[0] = value;
+        } else if (arg == "--plugin-b") {
+            options.plugins.resize(2);
+            options.plugins[1] = value;
+        } else if (arg == "--sizes") {
+            options.sizes.clear();
+            for (const std::string& item : Split(value)) {
+                options.sizes.push_back(ParseSize(item));
+            }
+        } else if (arg == "--blurs") {
+            options.blurs.clear();
+            for (const std::string& item : Split(value)) {
+                options.blurs.push_back(ParseBlur(item));
+            }
+        } else if (arg == "--frames") {
+            options.frames = std::atoi(value.c_str());
+        } else if (arg == "--warmup") {
+            options.warmup = std::atoi(value.c_str());
+        } else {
+            throw std::invalid_argument("unknown option " + arg + "\n" + kUsage);
+        }
+    }
+    if (options.sizes.empty() || options.blurs.empty() || options.frames < 1 ||
+        options.warmup < 1) {
+        throw std::invalid_argument(kUsage);
+    }
+    return options;
+}
+
+// What one module's frames of one case come to.
+struct Summary {
+    double medianMs;
+    double minorFaults; // per frame
+    double systemMs;    // per frame
+};
+
+Summary Summarise(std::vector<FrameCost> costs) {
+    std::sort(costs.begin(), costs.end(),
+              [](const FrameCost& a, const FrameCost& b) { return a.wallMs < b.wallMs; });
+    const size_t n = costs.size();
+    Summary summary{};
+    summary.medianMs =
+        n % 2 ? costs[n / 2].wallMs : (costs[n / 2 - 1].wallMs + costs[n / 2].wallMs) / 2.0;
+    for (const FrameCost& cost : costs) {
+        summary.minorFaults += static_cast<double>(cost.minorFaults) / static_cast<double>(n);
+        summary.systemMs += cost.systemMs / static_cast<double>(n);
+    }
+    return summary;
+}
+
+// The frames of one case, each module in a fresh process: the order of the cases changes
+// nothing, and a module's heap starts as a host's would.
+std::vector<Summary> RunCase(const Options& options, Size size, double blur) {
+    std::vector<std::unique_ptr<FrameWorker>> workers;
+    for (const std::string& plugin : options.plugins) {
+        workers.push_back(
+            std::make_unique<FrameWorker>(plugin, size.width, size.height, blur, options.warmup));
+    }
+    // The warm-ups ran side by side; from here on one frame renders at a time.
+    for (auto& worker : workers) {
+        worker->ready();
+    }
+    std::vector<std::vector<FrameCost>> costs(workers.size());
+    for (int frame = 0; frame < options.frames; ++frame) {
+        for (size_t turn = 0; turn < workers.size(); ++turn) {
+            const size_t module = frame % 2 ? workers.size() - 1 - turn : turn;
+            costs[module].push_back(workers[module]->render());
+        }
+    }
+    std::vector<Summary> summaries;
+    for (const auto& moduleCosts : costs) {
+        summaries.push_back(Summarise(moduleCosts));
+    }
+    return summaries;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    Options options;
+    try {
+        options = Parse(argc, argv);
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "%s\n", e.what());
+        return 2;
+    }
+    const bool pair = options.plugins.size() == 2;
+    for (size_t i = 0; i < options.plugins.size(); ++i) {
+        std::printf("# %c: %s\n", pair ? "AB"[i] : 'A', options.plugins[i].c_str());
+    }
+    std::printf("# %d frames of each module per row after %d warm-up frames%s; ms: median wall "
+                "time; minflt, sys ms: minor page faults and kernel time per frame\n",
+                options.frames, options.warmup, pair ? ", in turns A B, B A" : "");
+    if (pair) {
+        std::printf("%-10s %5s %9s %9s %6s %10s %10s %9s %9s\n", "size", "blur", "A ms", "B ms",
+                    "A/B", "A minflt", "B minflt", "A sys ms", "B sys ms");
+    } else {
+        std::printf("%-10s %5s %9s %10s %9s\n", "size", "blur", "ms", "minflt", "sys ms");
+    }
+    std::fflush(stdout);
+
+    int failed = 0;
+    for (const Size size : options.sizes) {
+        for (const double blur : options.blurs) {
+            char name[32];
+            std::snprintf(name, sizeof name, "%dx%d", size.width, size.height);
+            try {
+                const std::vector<Summary> s = RunCase(options, size, blur);
+                if (pair) {
+                    std::printf("%-10s %5g %9.1f %9.1f %6.2f %10.0f %10.0f %9.1f %9.1f\n", name,
+                                blur, s[0].medianMs, s[1].medianMs, s[0].medianMs / s[1].medianMs,
+                                s[0].minorFaults, s[1].minorFaults, s[0].systemMs, s[1].systemMs);
+                } else {
+                    std::printf("%-10s %5g %9.1f %10.0f %9.1f\n", name, blur, s[0].medianMs,
+                                s[0].minorFaults, s[0].systemMs);
+                }
+            } catch (const std::exception& e) {
+                std::printf("%-10s %5g failed: %s\n", name, blur, e.what());
+                ++failed;
+            }
+            std::fflush(stdout);
+        }
+    }
+    return failed ? 1 : 0;
+}
