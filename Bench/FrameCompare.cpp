@@ -1,7 +1,8 @@
 // Frame cost of one effect module, or of two side by side: each module renders in a process of
 // its own, and the two take turns frame by frame (A B, then B A), so that whatever else the
-// machine does falls on both alike. For each size and Blur Scale it prints the median time of a
-// frame, and per frame the minor page faults and the kernel time of the whole process.
+// machine does falls on both alike. For each size and Blur Scale it prints the median wall and
+// CPU time of a frame, and per frame the minor page faults and the kernel time of the whole
+// process. On a shared machine the CPU time is the steadier of the two.
 //
 //   FrameCompare [--plugin-a PATH] [--plugin-b PATH] [--sizes 1080p,4k,WxH] [--blurs 0,1,3,...]
 //                [--frames N] [--warmup W]
@@ -117,22 +118,31 @@ Options Parse(int argc, char** argv) {
 
 // What one module's frames of one case come to.
 struct Summary {
-    double medianMs;
-    double minorFaults; // per frame
-    double systemMs;    // per frame
+    double wallMs;      // median
+    double cpuMs;       // median, user and kernel
+    double minorFaults; // mean
+    double systemMs;    // mean
 };
 
-Summary Summarise(std::vector<FrameCost> costs) {
-    std::sort(costs.begin(), costs.end(),
-              [](const FrameCost& a, const FrameCost& b) { return a.wallMs < b.wallMs; });
-    const size_t n = costs.size();
+double Median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    const size_t n = values.size();
+    return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2.0;
+}
+
+Summary Summarise(const std::vector<FrameCost>& costs) {
+    const double n = static_cast<double>(costs.size());
+    std::vector<double> wall;
+    std::vector<double> cpu;
     Summary summary{};
-    summary.medianMs =
-        n % 2 ? costs[n / 2].wallMs : (costs[n / 2 - 1].wallMs + costs[n / 2].wallMs) / 2.0;
     for (const FrameCost& cost : costs) {
-        summary.minorFaults += static_cast<double>(cost.minorFaults) / static_cast<double>(n);
-        summary.systemMs += cost.systemMs / static_cast<double>(n);
+        wall.push_back(cost.wallMs);
+        cpu.push_back(cost.userMs + cost.systemMs);
+        summary.minorFaults += static_cast<double>(cost.minorFaults) / n;
+        summary.systemMs += cost.systemMs / n;
     }
+    summary.wallMs = Median(wall);
+    summary.cpuMs = Median(cpu);
     return summary;
 }
 
@@ -176,14 +186,17 @@ int main(int argc, char** argv) {
     for (size_t i = 0; i < options.plugins.size(); ++i) {
         std::printf("# %c: %s\n", pair ? "AB"[i] : 'A', options.plugins[i].c_str());
     }
-    std::printf("# %d frames of each module per row after %d warm-up frames%s; ms: median wall "
-                "time; minflt, sys ms: minor page faults and kernel time per frame\n",
+    std::printf("# %d frames of each module per row after %d warm-up frames%s\n"
+                "# ms: median wall time of a frame; cpu: median CPU time of a frame, user and "
+                "kernel, all threads\n"
+                "# minflt, sys: minor page faults and kernel CPU ms, mean per frame\n",
                 options.frames, options.warmup, pair ? ", in turns A B, B A" : "");
     if (pair) {
-        std::printf("%-10s %5s %9s %9s %6s %10s %10s %9s %9s\n", "size", "blur", "A ms", "B ms",
-                    "A/B", "A minflt", "B minflt", "A sys ms", "B sys ms");
+        std::printf("%-10s %5s %8s %8s %5s %8s %8s %5s %8s %8s %7s %7s\n", "size", "blur", "A ms",
+                    "B ms", "A/B", "A cpu", "B cpu", "A/B", "A minflt", "B minflt", "A sys",
+                    "B sys");
     } else {
-        std::printf("%-10s %5s %9s %10s %9s\n", "size", "blur", "ms", "minflt", "sys ms");
+        std::printf("%-10s %5s %8s %8s %8s %7s\n", "size", "blur", "ms", "cpu", "minflt", "sys");
     }
     std::fflush(stdout);
 
@@ -195,12 +208,15 @@ int main(int argc, char** argv) {
             try {
                 const std::vector<Summary> s = RunCase(options, size, blur);
                 if (pair) {
-                    std::printf("%-10s %5g %9.1f %9.1f %6.2f %10.0f %10.0f %9.1f %9.1f\n", name,
-                                blur, s[0].medianMs, s[1].medianMs, s[0].medianMs / s[1].medianMs,
-                                s[0].minorFaults, s[1].minorFaults, s[0].systemMs, s[1].systemMs);
+                    const Summary& a = s[0];
+                    const Summary& b = s[1];
+                    std::printf(
+                        "%-10s %5g %8.1f %8.1f %5.2f %8.1f %8.1f %5.2f %8.0f %8.0f %7.1f %7.1f\n",
+                        name, blur, a.wallMs, b.wallMs, a.wallMs / b.wallMs, a.cpuMs, b.cpuMs,
+                        a.cpuMs / b.cpuMs, a.minorFaults, b.minorFaults, a.systemMs, b.systemMs);
                 } else {
-                    std::printf("%-10s %5g %9.1f %10.0f %9.1f\n", name, blur, s[0].medianMs,
-                                s[0].minorFaults, s[0].systemMs);
+                    std::printf("%-10s %5g %8.1f %8.1f %8.0f %7.1f\n", name, blur, s[0].wallMs,
+                                s[0].cpuMs, s[0].minorFaults, s[0].systemMs);
                 }
             } catch (const std::exception& e) {
                 std::printf("%-10s %5g failed: %s\n", name, blur, e.what());
