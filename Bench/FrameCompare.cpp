@@ -5,7 +5,7 @@
 // process. On a shared machine the CPU time is the steadier of the two.
 //
 //   FrameCompare [--plugin-a PATH] [--plugin-b PATH] [--sizes 1080p,4k,WxH] [--blurs 0,1,3,...]
-//                [--frames N] [--warmup W]
+//                [--frames N] [--warmup W] [--rounds R]
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -34,11 +34,12 @@ struct Options {
     std::vector<double> blurs{0, 1, 3, 10, 30, 60};
     int frames = 15;
     int warmup = 2;
+    int rounds = 1;
 };
 
 constexpr const char* kUsage =
     "usage: FrameCompare [--plugin-a PATH] [--plugin-b PATH] [--sizes 1080p,4k,WxH] "
-    "[--blurs 0,1,3,10,30,60] [--frames N] [--warmup W]";
+    "[--blurs 0,1,3,10,30,60] [--frames N] [--warmup W] [--rounds R]";
 
 std::vector<std::string> Split(const std::string& list) {
     std::vector<std::string> items;
@@ -105,12 +106,14 @@ Options Parse(int argc, char** argv) {
             options.frames = std::atoi(value.c_str());
         } else if (arg == "--warmup") {
             options.warmup = std::atoi(value.c_str());
+        } else if (arg == "--rounds") {
+            options.rounds = std::atoi(value.c_str());
         } else {
             throw std::invalid_argument("unknown option " + arg + "\n" + kUsage);
         }
     }
     if (options.sizes.empty() || options.blurs.empty() || options.frames < 1 ||
-        options.warmup < 1) {
+        options.warmup < 1 || options.rounds < 1) {
         throw std::invalid_argument(kUsage);
     }
     return options;
@@ -146,23 +149,27 @@ Summary Summarise(const std::vector<FrameCost>& costs) {
     return summary;
 }
 
-// The frames of one case, each module in a fresh process: the order of the cases changes
-// nothing, and a module's heap starts as a host's would.
+// The frames of one case, each module in fresh processes: the order of the cases changes
+// nothing, and a module's heap starts as a host's would. Where and when a process's allocator
+// turns to the heap varies from process to process, so its page faults do too; rounds of fresh
+// processes average that out.
 std::vector<Summary> RunCase(const Options& options, Size size, double blur) {
-    std::vector<std::unique_ptr<FrameWorker>> workers;
-    for (const std::string& plugin : options.plugins) {
-        workers.push_back(
-            std::make_unique<FrameWorker>(plugin, size.width, size.height, blur, options.warmup));
-    }
-    // The warm-ups ran side by side; from here on one frame renders at a time.
-    for (auto& worker : workers) {
-        worker->ready();
-    }
-    std::vector<std::vector<FrameCost>> costs(workers.size());
-    for (int frame = 0; frame < options.frames; ++frame) {
-        for (size_t turn = 0; turn < workers.size(); ++turn) {
-            const size_t module = frame % 2 ? workers.size() - 1 - turn : turn;
-            costs[module].push_back(workers[module]->render());
+    std::vector<std::vector<FrameCost>> costs(options.plugins.size());
+    for (int round = 0; round < options.rounds; ++round) {
+        std::vector<std::unique_ptr<FrameWorker>> workers;
+        for (const std::string& plugin : options.plugins) {
+            workers.push_back(std::make_unique<FrameWorker>(plugin, size.width, size.height, blur,
+                                                            options.warmup));
+        }
+        // The warm-ups ran side by side; from here on one frame renders at a time.
+        for (auto& worker : workers) {
+            worker->ready();
+        }
+        for (int frame = 0; frame < options.frames; ++frame) {
+            for (size_t turn = 0; turn < workers.size(); ++turn) {
+                const size_t module = frame % 2 ? workers.size() - 1 - turn : turn;
+                costs[module].push_back(workers[module]->render());
+            }
         }
     }
     std::vector<Summary> summaries;
@@ -186,11 +193,11 @@ int main(int argc, char** argv) {
     for (size_t i = 0; i < options.plugins.size(); ++i) {
         std::printf("# %c: %s\n", pair ? "AB"[i] : 'A', options.plugins[i].c_str());
     }
-    std::printf("# %d frames of each module per row after %d warm-up frames%s\n"
+    std::printf("# per row and module: %d process(es), each %d warm-up frames then %d measured%s\n"
                 "# ms: median wall time of a frame; cpu: median CPU time of a frame, user and "
                 "kernel, all threads\n"
                 "# minflt, sys: minor page faults and kernel CPU ms, mean per frame\n",
-                options.frames, options.warmup, pair ? ", in turns A B, B A" : "");
+                options.rounds, options.warmup, options.frames, pair ? ", in turns A B, B A" : "");
     if (pair) {
         std::printf("%-10s %5s %8s %8s %5s %8s %8s %5s %8s %8s %7s %7s\n", "size", "blur", "A ms",
                     "B ms", "A/B", "A cpu", "B cpu", "A/B", "A minflt", "B minflt", "A sys",
