@@ -133,14 +133,22 @@ double Median(std::vector<double> values) {
     return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2.0;
 }
 
+double Wall(const FrameCost& cost) {
+    return cost.wallMs;
+}
+
+double Cpu(const FrameCost& cost) {
+    return cost.userMs + cost.systemMs;
+}
+
 Summary Summarise(const std::vector<FrameCost>& costs) {
     const double n = static_cast<double>(costs.size());
     std::vector<double> wall;
     std::vector<double> cpu;
     Summary summary{};
     for (const FrameCost& cost : costs) {
-        wall.push_back(cost.wallMs);
-        cpu.push_back(cost.userMs + cost.systemMs);
+        wall.push_back(Wall(cost));
+        cpu.push_back(Cpu(cost));
         summary.minorFaults += static_cast<double>(cost.minorFaults) / n;
         summary.systemMs += cost.systemMs / n;
     }
@@ -153,7 +161,7 @@ Summary Summarise(const std::vector<FrameCost>& costs) {
 // nothing, and a module's heap starts as a host's would. Where and when a process's allocator
 // turns to the heap varies from process to process, so its page faults do too; rounds of fresh
 // processes average that out.
-std::vector<Summary> RunCase(const Options& options, Size size, double blur) {
+std::vector<std::vector<FrameCost>> RunCase(const Options& options, Size size, double blur) {
     std::vector<std::vector<FrameCost>> costs(options.plugins.size());
     for (int round = 0; round < options.rounds; ++round) {
         std::vector<std::unique_ptr<FrameWorker>> workers;
@@ -172,11 +180,18 @@ std::vector<Summary> RunCase(const Options& options, Size size, double blur) {
             }
         }
     }
-    std::vector<Summary> summaries;
-    for (const auto& moduleCosts : costs) {
-        summaries.push_back(Summarise(moduleCosts));
+    return costs;
+}
+
+// The median of A's cost over B's, frame by frame: the two frames of a turn ran one after the
+// other, under the same load, which the ratio cancels where a ratio of medians would not.
+double PairedRatio(const std::vector<FrameCost>& a, const std::vector<FrameCost>& b,
+                   double (*cost)(const FrameCost&)) {
+    std::vector<double> ratios;
+    for (size_t i = 0; i < a.size(); ++i) {
+        ratios.push_back(cost(a[i]) / cost(b[i]));
     }
-    return summaries;
+    return Median(ratios);
 }
 
 } // namespace
@@ -196,8 +211,10 @@ int main(int argc, char** argv) {
     std::printf("# per row and module: %d process(es), each %d warm-up frames then %d measured%s\n"
                 "# ms: median wall time of a frame; cpu: median CPU time of a frame, user and "
                 "kernel, all threads\n"
-                "# minflt, sys: minor page faults and kernel CPU ms, mean per frame\n",
-                options.rounds, options.warmup, options.frames, pair ? ", in turns A B, B A" : "");
+                "# minflt, sys: minor page faults and kernel CPU ms, mean per frame%s\n",
+                options.rounds, options.warmup, options.frames, pair ? ", in turns A B, B A" : "",
+                pair ? "\n# A/B: median over the turns of A's frame over B's; above 1, B is faster"
+                     : "");
     if (pair) {
         std::printf("%-10s %5s %8s %8s %5s %8s %8s %5s %8s %8s %7s %7s\n", "size", "blur", "A ms",
                     "B ms", "A/B", "A cpu", "B cpu", "A/B", "A minflt", "B minflt", "A sys",
@@ -213,14 +230,19 @@ int main(int argc, char** argv) {
             char name[32];
             std::snprintf(name, sizeof name, "%dx%d", size.width, size.height);
             try {
-                const std::vector<Summary> s = RunCase(options, size, blur);
+                const std::vector<std::vector<FrameCost>> costs = RunCase(options, size, blur);
+                std::vector<Summary> s;
+                for (const auto& moduleCosts : costs) {
+                    s.push_back(Summarise(moduleCosts));
+                }
                 if (pair) {
                     const Summary& a = s[0];
                     const Summary& b = s[1];
                     std::printf(
                         "%-10s %5g %8.1f %8.1f %5.2f %8.1f %8.1f %5.2f %8.0f %8.0f %7.1f %7.1f\n",
-                        name, blur, a.wallMs, b.wallMs, a.wallMs / b.wallMs, a.cpuMs, b.cpuMs,
-                        a.cpuMs / b.cpuMs, a.minorFaults, b.minorFaults, a.systemMs, b.systemMs);
+                        name, blur, a.wallMs, b.wallMs, PairedRatio(costs[0], costs[1], Wall),
+                        a.cpuMs, b.cpuMs, PairedRatio(costs[0], costs[1], Cpu), a.minorFaults,
+                        b.minorFaults, a.systemMs, b.systemMs);
                 } else {
                     std::printf("%-10s %5g %8.1f %8.1f %8.0f %7.1f\n", name, blur, s[0].wallMs,
                                 s[0].cpuMs, s[0].minorFaults, s[0].systemMs);
