@@ -23,7 +23,6 @@ TEST(FrameWorkerGLTest, TwoWorkersRenderInTurnsAndMeasureEveryFrame) {
         for (FrameWorker* worker : {&a, &b}) {
             const FrameCost cost = worker->render();
             EXPECT_GT(cost.wallMs, 0.0);
-            EXPECT_GE(cost.minorFaults, 0);
             cpuMs += cost.userMs + cost.systemMs;
         }
     }
