@@ -66,33 +66,25 @@ TEST_F(RunScript, ResultTextComesBackAndBothHandlesAreFreed) {
 }
 
 TEST_F(RunScript, MissingOrFailedHandlesGiveAnEmptyResultAndTheOthersAreFreed) {
-    ScriptOutcome outcome;
-    outcome.result = "value";
-    outcome.error = "SyntaxError";
-
-    outcome.giveResult = false;
-    scripting.setOutcome(outcome);
-    EXPECT_EQ(run("broken("), "");
-    expectNothingLeft();
-
-    outcome.giveResult = true;
-    outcome.giveError = false;
-    scripting.setOutcome(outcome);
-    EXPECT_EQ(run("1"), "value");
-    expectNothingLeft();
-
-    outcome.giveResult = false;
-    outcome.code = A_Err_GENERIC;
-    scripting.setOutcome(outcome);
-    EXPECT_EQ(run("1"), "");
-    expectNothingLeft();
-
-    // The host's code is not looked at: a result handle still counts.
-    outcome.giveResult = true;
-    outcome.giveError = true;
-    scripting.setOutcome(outcome);
-    EXPECT_EQ(run("1"), "value");
-    expectNothingLeft();
+    // The host's code is not looked at: a result handle alone decides.
+    struct Case {
+        bool giveResult, giveError;
+        A_Err code;
+        const char* expected;
+    };
+    for (const Case& c :
+         {Case{false, true, A_Err_NONE, ""}, Case{true, false, A_Err_NONE, "value"},
+          Case{false, false, A_Err_GENERIC, ""}, Case{true, true, A_Err_GENERIC, "value"}}) {
+        ScriptOutcome outcome;
+        outcome.result = "value";
+        outcome.error = "SyntaxError";
+        outcome.giveResult = c.giveResult;
+        outcome.giveError = c.giveError;
+        outcome.code = c.code;
+        scripting.setOutcome(outcome);
+        EXPECT_EQ(run("1"), c.expected) << c.giveResult << c.giveError << c.code;
+        expectNothingLeft();
+    }
 }
 
 TEST_F(RunScript, MissingSuiteThrows13AndReleasesWhatWasAcquiredInReverse) {
@@ -117,13 +109,16 @@ TEST_F(RunScript, MissingSuiteThrows13AndReleasesWhatWasAcquiredInReverse) {
 }
 
 TEST(ScriptHelper, TrimRemovesOnlyTheWhiteSpaceAtTheEnds) {
-    EXPECT_EQ(TrimStringWhiteSpaces(""), "");
-    EXPECT_EQ(TrimStringWhiteSpaces(" \t\r\n\v\f "), "");
-    EXPECT_EQ(TrimStringWhiteSpaces("plain"), "plain");
-    EXPECT_EQ(TrimStringWhiteSpaces("\n\t a  b\tc \r\n"), "a  b\tc");
-    EXPECT_EQ(TrimStringWhiteSpaces("x "), "x");
-    EXPECT_EQ(TrimStringWhiteSpaces(" x"), "x");
-    // Bytes above 127 (here a UTF-8 no-break space) are not white space to
-    // the default locale.
-    EXPECT_EQ(TrimStringWhiteSpaces("\xC2\xA0x\xC2\xA0"), "\xC2\xA0x\xC2\xA0");
+    // Bytes above 127 (here a UTF-8 no-break space) are not white space to the default locale.
+    const std::pair<const char*, const char*> cases[] = {
+        {"", ""},
+        {" \t\r\n\v\f ", ""},
+        {"plain", "plain"},
+        {"\n\t a  b\tc \r\n", "a  b\tc"},
+        {"x ", "x"},
+        {" x", "x"},
+        {"\xC2\xA0x\xC2\xA0", "\xC2\xA0x\xC2\xA0"}};
+    for (const auto& [text, trimmed] : cases) {
+        EXPECT_EQ(TrimStringWhiteSpaces(text), trimmed) << text;
+    }
 }
