@@ -184,26 +184,50 @@ TEST_F(FramebufferStack, FramesMovingBetweenThreadsRenderRightAndKeepEachContext
     EXPECT_NO_GL_ERROR();
 }
 
-TEST_F(FramebufferStack, NormalRenderContextDrawsIntoItsTextureOutsideTheStack) {
+TEST_F(FramebufferStack, NormalRenderContextDrawsIntoItsTextureOrMipLevelOutsideTheStack) {
     AEOpenGLContext context(nullptr);
     AEOpenglMainFrameBuffer frames;
-    frames.prepare(2, 2, false);
+    frames.prepare(8, 8, false);
     frames.beginDrawing();
     Paint(200, 0, 0, 255);
     GLuint texture = frames.createRenderTexture(false);
+    GLuint mipmapped = frames.createRenderTexture(Vec2(8, 8), true);
+    // The other levels: only a complete mipmap can be drawn into above its base.
+    glBindTexture(GL_TEXTURE_2D, mipmapped);
+    for (int level = 1, size = 4; size >= 1; ++level, size /= 2) {
+        glTexImage2D(GL_TEXTURE_2D, level, GL_RGBA, size, size, 0, GL_RGBA, GL_UNSIGNED_BYTE,
+                     nullptr);
+    }
+    glBindTexture(GL_TEXTURE_2D, 0);
 
     GLCallRecorder recorder;
     frames.pushNormalRenderContext(texture);
     Paint(0, 200, 0, 255);
     frames.popNormalRenderContext();
     EXPECT_EQ(recorder.names("glGenFramebuffers"), recorder.names("glDeleteFramebuffers"));
-    EXPECT_EQ(Repeat({0, 200, 0, 255}, 4), readTexture(texture, 2, 2));
+    EXPECT_EQ(Repeat({0, 200, 0, 255}, 64), readTexture(texture, 8, 8));
+
+    // With a size: that mip level, and a viewport of the size, then the frame's again.
+    frames.pushNormalRenderContext(mipmapped, Vec2(4.7, 3.2), 1);
+    EXPECT_NO_GL_ERROR();
+    GLint level = -1;
+    glGetFramebufferAttachmentParameteriv(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0,
+                                          GL_FRAMEBUFFER_ATTACHMENT_TEXTURE_LEVEL, &level);
+    EXPECT_EQ(level, 1);
+    GLint viewport[4] = {};
+    glGetIntegerv(GL_VIEWPORT, viewport);
+    EXPECT_EQ(viewport[2], 4);
+    EXPECT_EQ(viewport[3], 3);
+    frames.popNormalRenderContext();
+    glGetIntegerv(GL_VIEWPORT, viewport);
+    EXPECT_EQ(viewport[2], 8);
 
     GLuint bottom = frames.popRenderContext();
-    EXPECT_EQ(Repeat({200, 0, 0, 255}, 4), readTexture(bottom, 2, 2))
+    EXPECT_EQ(Repeat({200, 0, 0, 255}, 64), readTexture(bottom, 8, 8))
         << "the stack's top level is the target again, as it was";
-    glDeleteTextures(1, &texture);
-    glDeleteTextures(1, &bottom);
+    for (GLuint name : {texture, mipmapped, bottom}) {
+        glDeleteTextures(1, &name);
+    }
     frames.destory();
     EXPECT_NO_GL_ERROR();
 }
@@ -245,41 +269,6 @@ TEST_F(FramebufferStack, TexturesOfAGivenSizeTakeThatSizeAndTheirFilters) {
         glBindTexture(GL_TEXTURE_2D, 0);
         glDeleteTextures(1, &c.texture);
     }
-    frames.destory();
-    EXPECT_NO_GL_ERROR();
-}
-
-TEST_F(FramebufferStack, NormalRenderContextWithASizeDrawsIntoTheMipLevelAndSetsTheViewport) {
-    AEOpenglMainFrameBuffer frames;
-    frames.prepare(8, 8, false);
-    frames.beginDrawing();
-    GLuint texture = frames.createRenderTexture(Vec2(8, 8), true);
-    // The other levels: only a complete mipmap can be drawn into above its base.
-    glBindTexture(GL_TEXTURE_2D, texture);
-    for (int level = 1, size = 4; size >= 1; ++level, size /= 2) {
-        glTexImage2D(GL_TEXTURE_2D, level, GL_RGBA, size, size, 0, GL_RGBA, GL_UNSIGNED_BYTE,
-                     nullptr);
-    }
-    glBindTexture(GL_TEXTURE_2D, 0);
-
-    frames.pushNormalRenderContext(texture, Vec2(4.7, 3.2), 1);
-    EXPECT_NO_GL_ERROR();
-    GLint level = -1;
-    glGetFramebufferAttachmentParameteriv(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0,
-                                          GL_FRAMEBUFFER_ATTACHMENT_TEXTURE_LEVEL, &level);
-    EXPECT_EQ(level, 1);
-    GLint viewport[4] = {};
-    glGetIntegerv(GL_VIEWPORT, viewport);
-    EXPECT_EQ(viewport[2], 4);
-    EXPECT_EQ(viewport[3], 3);
-    frames.popNormalRenderContext();
-    // Back on the stack, with the frame's viewport.
-    glGetIntegerv(GL_VIEWPORT, viewport);
-    EXPECT_EQ(viewport[2], 8);
-
-    GLuint bottom = frames.popRenderContext();
-    glDeleteTextures(1, &texture);
-    glDeleteTextures(1, &bottom);
     frames.destory();
     EXPECT_NO_GL_ERROR();
 }
