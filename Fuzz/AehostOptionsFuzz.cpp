@@ -12,25 +12,22 @@ using Brindel::Host::UsageError;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::vector<std::string> args{"aehost"};
-    std::string arg;
     for (size_t i = 0; i < size; ++i) {
-        if (data[i] == '\0') {
-            args.push_back(arg);
-            arg.clear();
-        } else {
-            arg.push_back(static_cast<char>(data[i]));
+        if (i == 0 || data[i - 1] == '\0') {
+            args.emplace_back();
+        }
+        if (data[i] != '\0') {
+            args.back().push_back(static_cast<char>(data[i]));
         }
     }
-    if (size > 0) {
-        args.push_back(arg);
+    if (size > 0 && data[size - 1] == '\0') {
+        args.emplace_back();
     }
     std::vector<const char*> argv;
-    argv.reserve(args.size() + 1);
     for (const std::string& a : args) {
         argv.push_back(a.c_str());
     }
     argv.push_back(nullptr);
-
     AehostOptions options;
     try {
         options = AehostOptions::Parse(static_cast<int>(args.size()), argv.data());

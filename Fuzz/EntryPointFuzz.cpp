@@ -13,6 +13,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "EffectHost.h"
@@ -31,25 +32,10 @@ namespace {
 
 constexpr PF_ParamIndex kBlurScale = 1;
 
-enum class Op {
-    GlobalSetup,
-    ParamsSetup,
-    GlobalSetdown,
-    Frame,
-    PreRenderOnly,
-    RenderOnly,
-    FrameOnNewThread,
-    BlurValue,
-    Downsample,
-    FailCallback,
-    ThrowFromCallback,
-    SuiteFault,
-    ClearFaults,
-    NullWorlds,
-    About,
-    IgnoredCommand,
-    Count
-};
+// clang-format off
+enum class Op { GlobalSetup, ParamsSetup, GlobalSetdown, Frame, PreRenderOnly, RenderOnly, FrameOnNewThread, BlurValue, Downsample,
+                FailCallback, ThrowFromCallback, SuiteFault, ClearFaults, NullWorlds, About, IgnoredCommand, Count };
+// clang-format on
 
 // libFuzzer keeps the coverage counters of every module it has seen, so the plug-in must stay
 // mapped while hosts load and unload it input after input.
@@ -58,23 +44,16 @@ void PinPlugin() {
     FUZZ_CHECK(handle != nullptr);
 }
 
-const PF_Err kErrors[] = {PF_Err_OUT_OF_MEMORY,    PF_Err_INTERNAL_STRUCT_DAMAGED,
-                          PF_Err_INVALID_INDEX,    PF_Err_UNRECOGNIZED_PARAM_TYPE,
-                          PF_Err_INVALID_CALLBACK, PF_Err_BAD_CALLBACK_PARAM,
-                          PF_Interrupt_CANCEL,     PF_Err_CANNOT_PARSE_KEYFRAME_TEXT};
-
-struct SuiteName {
-    const char* name;
-    int version;
-};
-const SuiteName kSuites[] = {
-    {kPFANSISuite, kPFANSISuiteVersion1},
-    {kPFHandleSuite, kPFHandleSuiteVersion1},
-    {kPFIterateFloatSuite, kPFIterateFloatSuiteVersion1},
-    {kAEGPPFInterfaceSuite, kAEGPPFInterfaceSuiteVersion1},
-    {kAEGPLayerSuite, kAEGPLayerSuiteVersion5},
-    {kAEGPItemSuite, kAEGPItemSuiteVersion6},
-};
+// clang-format off
+const PF_Err kErrors[] = {PF_Err_OUT_OF_MEMORY, PF_Err_INTERNAL_STRUCT_DAMAGED, PF_Err_INVALID_INDEX, PF_Err_UNRECOGNIZED_PARAM_TYPE,
+                          PF_Err_INVALID_CALLBACK, PF_Err_BAD_CALLBACK_PARAM, PF_Interrupt_CANCEL, PF_Err_CANNOT_PARSE_KEYFRAME_TEXT};
+const std::pair<const char*, int> kSuites[] = {{kPFANSISuite, kPFANSISuiteVersion1}, {kPFHandleSuite, kPFHandleSuiteVersion1},
+    {kPFIterateFloatSuite, kPFIterateFloatSuiteVersion1}, {kAEGPPFInterfaceSuite, kAEGPPFInterfaceSuiteVersion1},
+    {kAEGPLayerSuite, kAEGPLayerSuiteVersion5}, {kAEGPItemSuite, kAEGPItemSuiteVersion6}};
+// Commands the effect acknowledges without work, sent as a host would between frames.
+const PF_Cmd kIgnored[] = {PF_Cmd_SEQUENCE_SETUP, PF_Cmd_SEQUENCE_RESETUP, PF_Cmd_SEQUENCE_FLATTEN, PF_Cmd_SEQUENCE_SETDOWN,
+                           PF_Cmd_FRAME_SETUP, PF_Cmd_FRAME_SETDOWN};
+// clang-format on
 
 // A slider value as the host may hold one: within the parameter's range 0 to 60, often at or
 // near the values where the kernel changes shape.
@@ -198,91 +177,43 @@ private:
         thread.join();
     }
 
+    Callback anyCallback() {
+        return static_cast<Callback>(mInput.integer(0, static_cast<int>(Callback::Count) - 1));
+    }
+
+    // clang-format off
     void step(Op op) {
         switch (op) {
-        case Op::GlobalSetup:
-            if (!mGlobalUp) {
-                send(PF_Cmd_GLOBAL_SETUP);
-            }
-            break;
-        case Op::ParamsSetup:
-            if (mGlobalUp && !mParamsUp) {
-                send(PF_Cmd_PARAMS_SETUP);
-            }
-            break;
-        case Op::GlobalSetdown:
-            if (mGlobalUp) {
-                send(PF_Cmd_GLOBAL_SETDOWN);
-            }
-            break;
-        case Op::Frame:
-            frame(true);
-            break;
-        case Op::PreRenderOnly:
-            if (mParamsUp) {
-                preRender(*MakeWorld(mInput, PF_PixelFormat_ARGB32));
-            }
-            break;
-        case Op::RenderOnly:
-            frame(false);
-            break;
-        case Op::FrameOnNewThread:
-            frameOnNewThread();
-            break;
-        case Op::BlurValue:
-            mHost.setParamValue(kBlurScale, BlurValue(mInput));
-            break;
+        case Op::GlobalSetup: if (!mGlobalUp) send(PF_Cmd_GLOBAL_SETUP); break;
+        case Op::ParamsSetup: if (mGlobalUp && !mParamsUp) send(PF_Cmd_PARAMS_SETUP); break;
+        case Op::GlobalSetdown: if (mGlobalUp) send(PF_Cmd_GLOBAL_SETDOWN); break;
+        case Op::Frame: frame(true); break;
+        case Op::PreRenderOnly: if (mParamsUp) preRender(*MakeWorld(mInput, PF_PixelFormat_ARGB32)); break;
+        case Op::RenderOnly: frame(false); break;
+        case Op::FrameOnNewThread: frameOnNewThread(); break;
+        case Op::BlurValue: mHost.setParamValue(kBlurScale, BlurValue(mInput)); break;
         case Op::Downsample: {
             const auto den = static_cast<A_u_long>(mInput.integer(1, 16));
-            mHost.inData().downsample_x = {1, den};
-            mHost.inData().downsample_y = {1, den};
+            mHost.inData().downsample_x = mHost.inData().downsample_y = {1, den};
             break;
         }
-        case Op::FailCallback:
-            mHost.fail(
-                static_cast<Callback>(mInput.integer(0, static_cast<int>(Callback::Count) - 1)),
-                kErrors[mInput.integer(0, std::size(kErrors) - 1)]);
+        case Op::FailCallback: mHost.fail(anyCallback(), kErrors[mInput.integer(0, std::size(kErrors) - 1)]); break;
+        case Op::ThrowFromCallback:
+            mHost.raise(anyCallback(), mInput.flag() ? std::make_exception_ptr(std::bad_alloc()) : std::make_exception_ptr(std::runtime_error("host fault")));
             break;
-        case Op::ThrowFromCallback: {
-            const auto callback =
-                static_cast<Callback>(mInput.integer(0, static_cast<int>(Callback::Count) - 1));
-            mHost.raise(callback, mInput.flag()
-                                      ? std::make_exception_ptr(std::bad_alloc())
-                                      : std::make_exception_ptr(std::runtime_error("host fault")));
-            break;
-        }
         case Op::SuiteFault: {
-            const SuiteName& suite = kSuites[mInput.integer(0, std::size(kSuites) - 1)];
-            mHost.suites().setFault(suite.name, suite.version,
-                                    mInput.flag() ? SuiteFault::Missing
-                                                  : SuiteFault::SuccessWithoutSuite);
+            const auto& [name, version] = kSuites[mInput.integer(0, std::size(kSuites) - 1)];
+            mHost.suites().setFault(name, version, mInput.flag() ? SuiteFault::Missing : SuiteFault::SuccessWithoutSuite);
             break;
         }
-        case Op::ClearFaults:
-            mHost.clearFaults();
-            break;
-        case Op::NullWorlds:
-            mHost.giveNullWorlds(mInput.flag());
-            break;
-        case Op::About:
-            if (mGlobalUp) {
-                send(PF_Cmd_ABOUT);
-            }
-            break;
-        case Op::IgnoredCommand: {
-            // Commands the effect acknowledges without work, sent as a host would between frames.
-            const PF_Cmd cmds[] = {PF_Cmd_SEQUENCE_SETUP,   PF_Cmd_SEQUENCE_RESETUP,
-                                   PF_Cmd_SEQUENCE_FLATTEN, PF_Cmd_SEQUENCE_SETDOWN,
-                                   PF_Cmd_FRAME_SETUP,      PF_Cmd_FRAME_SETDOWN};
-            if (mGlobalUp) {
-                send(cmds[mInput.integer(0, std::size(cmds) - 1)]);
-            }
-            break;
-        }
-        case Op::Count:
-            break;
+        case Op::ClearFaults: mHost.clearFaults(); break;
+        case Op::NullWorlds: mHost.giveNullWorlds(mInput.flag()); break;
+        case Op::About: if (mGlobalUp) send(PF_Cmd_ABOUT); break;
+        case Op::IgnoredCommand: if (mGlobalUp) send(kIgnored[mInput.integer(0, std::size(kIgnored) - 1)]); break;
+        case Op::Count: break;
         }
     }
+    // clang-format on
 
     FuzzInput& mInput;
     EffectHost mHost;

@@ -5,10 +5,6 @@
 
 namespace Brindel::Fuzz {
 
-uint8_t FuzzInput::byte() {
-    return empty() ? 0 : mData[mPos++];
-}
-
 int64_t FuzzInput::integer(int64_t min, int64_t max) {
     const uint64_t range = static_cast<uint64_t>(max) - static_cast<uint64_t>(min);
     // As few bytes as the range needs, so that the fuzzer's mutations stay local.

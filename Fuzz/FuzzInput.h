@@ -13,7 +13,7 @@ public:
     FuzzInput(const uint8_t* data, size_t size) : mData(data), mSize(size) {}
 
     bool empty() const { return mPos >= mSize; }
-    uint8_t byte();
+    uint8_t byte() { return empty() ? 0 : mData[mPos++]; }
     // A whole number from `min` to `max`, both included.
     int64_t integer(int64_t min, int64_t max);
     bool flag() { return (byte() & 1) != 0; }

@@ -20,45 +20,32 @@ using Brindel::Host::World;
 
 namespace {
 
-// The stream as a file in memory, opened by path as aehost opens its input.
-class MemoryFile {
-public:
-    explicit MemoryFile(const std::string& bytes) : mFd(memfd_create("raw-frames", 0)) {
-        FUZZ_CHECK(mFd >= 0);
-        WriteAll(mFd, bytes);
+void WriteAll(int fd, const std::string& bytes) {
+    for (size_t done = 0; done < bytes.size();) {
+        const ssize_t n = write(fd, bytes.data() + done, bytes.size() - done);
+        FUZZ_CHECK(n > 0);
+        done += static_cast<size_t>(n);
     }
-    ~MemoryFile() { close(mFd); }
-    MemoryFile(const MemoryFile&) = delete;
-    MemoryFile& operator=(const MemoryFile&) = delete;
+}
 
-    std::string path() const { return "/proc/self/fd/" + std::to_string(mFd); }
-
-    static void WriteAll(int fd, const std::string& bytes) {
-        size_t done = 0;
-        while (done < bytes.size()) {
-            const ssize_t n = write(fd, bytes.data() + done, bytes.size() - done);
-            FUZZ_CHECK(n > 0);
-            done += static_cast<size_t>(n);
+// The stream as a file in memory, opened by path as aehost opens its input; or through a pipe,
+// whose size nobody knows before its end, as standard input is (the inputs fit its buffer).
+class MemoryStream {
+public:
+    MemoryStream(const std::string& bytes, bool asFile) {
+        if (asFile) {
+            mFds[0] = memfd_create("raw-frames", 0);
+            FUZZ_CHECK(mFds[0] >= 0);
+            WriteAll(mFds[0], bytes);
+        } else {
+            FUZZ_CHECK(pipe(mFds) == 0);
+            WriteAll(mFds[1], bytes);
+            close(mFds[1]);
         }
     }
-
-private:
-    int mFd;
-};
-
-// The stream through a pipe, whose size nobody knows before its end, as
-// standard input is. The fuzzer's inputs fit in the pipe's buffer.
-class MemoryPipe {
-public:
-    explicit MemoryPipe(const std::string& bytes) {
-        FUZZ_CHECK(pipe(mFds) == 0);
-        MemoryFile::WriteAll(mFds[1], bytes);
-        close(mFds[1]);
-    }
-    ~MemoryPipe() { close(mFds[0]); }
-    MemoryPipe(const MemoryPipe&) = delete;
-    MemoryPipe& operator=(const MemoryPipe&) = delete;
-
+    ~MemoryStream() { close(mFds[0]); }
+    MemoryStream(const MemoryStream&) = delete;
+    MemoryStream& operator=(const MemoryStream&) = delete;
     std::string path() const { return "/proc/self/fd/" + std::to_string(mFds[0]); }
 
 private:
@@ -81,7 +68,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     // A file that holds no whole number of frames is refused when it is
     // opened, with a hint at the frame size.
     if (asFile || stream.size() > 60000) {
-        MemoryFile file(stream);
+        MemoryStream file(stream, true);
         try {
             RawFrameReader reader(file.path(), width, height);
             FUZZ_CHECK(whole);
@@ -95,7 +82,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
     // A stream is read frame by frame, and one that ends inside a frame is
     // refused naming that frame, after the whole ones.
-    MemoryPipe file(stream);
+    MemoryStream file(stream, false);
     RawFrameReader reader(file.path(), width, height);
     FUZZ_CHECK(!reader.frameCount());
     World frame(width, height, PF_PixelFormat_ARGB32, padding);

@@ -17,20 +17,18 @@ namespace {
 std::vector<std::filesystem::path> Inputs(int argc, char** argv) {
     std::vector<std::filesystem::path> inputs;
     for (int i = 1; i < argc; ++i) {
-        const std::filesystem::path path = argv[i];
-        if (std::filesystem::is_directory(path)) {
-            std::vector<std::filesystem::path> files;
-            for (const auto& entry : std::filesystem::directory_iterator(path)) {
-                if (entry.is_regular_file()) {
-                    files.push_back(entry.path());
-                }
-            }
-            // In name order, so that a run can be repeated exactly.
-            std::sort(files.begin(), files.end());
-            inputs.insert(inputs.end(), files.begin(), files.end());
-        } else {
-            inputs.push_back(path);
+        const auto from = inputs.size();
+        if (!std::filesystem::is_directory(argv[i])) {
+            inputs.push_back(argv[i]);
+            continue;
         }
+        for (const auto& entry : std::filesystem::directory_iterator(argv[i])) {
+            if (entry.is_regular_file()) {
+                inputs.push_back(entry.path());
+            }
+        }
+        // In name order, so that a run can be repeated exactly.
+        std::sort(inputs.begin() + static_cast<long>(from), inputs.end());
     }
     return inputs;
 }

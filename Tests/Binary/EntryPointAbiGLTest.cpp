@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 #include <map>
 #include <mutex>
 #include <set>
@@ -113,35 +114,26 @@ template <int T, std::size_t N> void FillMarkers(Slot (&slots)[N]) {
 // ---- The slots this host implements ----
 
 double gBlurValue = 0.0;
+AbiWorld gInput{}, gOutput{};
+std::vector<unsigned char> gInputPixels, gOutputPixels;
+struct HandleBlock {
+    void* data;
+};
+// The utility table's and the ANSI suite's sprintf, told apart by name.
+constexpr char kUtilSprintf[] = "utils.ansi.sprintf";
+constexpr char kSuiteSprintf[] = "ansi.sprintf";
 
-int32_t CheckoutParam(void* ref, int32_t index, int32_t time, int32_t step, uint32_t scale,
-                      AbiParamDef* param) {
-    CheckReference(ref);
-    Record("inter.checkout_param " + std::to_string(index) + " @" + std::to_string(time) + "/" +
-           std::to_string(step) + "/" + std::to_string(scale));
+// clang-format off
+std::string At(int32_t time, int32_t step, uint32_t scale) { return " @" + std::to_string(time) + "/" + std::to_string(step) + "/" + std::to_string(scale); }
+int32_t CheckoutParam(void* ref, int32_t index, int32_t time, int32_t step, uint32_t scale, AbiParamDef* param) {
+    CheckReference(ref), Record("inter.checkout_param " + std::to_string(index) + At(time, step, scale));
     std::memset(param, 0, sizeof(*param));
     param->param_type = 10;
     param->u.fs_d.value = gBlurValue;
     return 0;
 }
-
-int32_t CheckinParam(void* ref, AbiParamDef*) {
-    CheckReference(ref);
-    Record("inter.checkin_param");
-    return 0;
-}
-
-int32_t AddParam(void* ref, int32_t index, AbiParamDef* def) {
-    CheckReference(ref);
-    Record("inter.add_param " + std::to_string(index));
-    gAdded = *def;
-    return 0;
-}
-
-// The utility table's and the ANSI suite's sprintf, told apart by name.
-constexpr char kUtilSprintf[] = "utils.ansi.sprintf";
-constexpr char kSuiteSprintf[] = "ansi.sprintf";
-
+int32_t CheckinParam(void* ref, AbiParamDef*) { return CheckReference(ref), Record("inter.checkin_param"), 0; }
+int32_t AddParam(void* ref, int32_t index, AbiParamDef* def) { return CheckReference(ref), Record("inter.add_param " + std::to_string(index)), gAdded = *def, 0; }
 template <const char* Name> int Sprintf(char* dst, const char* format, ...) {
     Record(Name);
     va_list args;
@@ -150,95 +142,47 @@ template <const char* Name> int Sprintf(char* dst, const char* format, ...) {
     va_end(args);
     return n;
 }
-
-char* UtilStrcpy(char* dst, const char* src) {
-    Record("utils.ansi.strcpy");
-    return std::strcpy(dst, src);
-}
-
-AbiWorld gInput{};
-AbiWorld gOutput{};
-std::vector<unsigned char> gInputPixels;
-std::vector<unsigned char> gOutputPixels;
-
-int32_t PixelData8(AbiWorld* world, void*, void** start) {
-    Record(std::string("utils.get_pixel_data8 ") + (world == &gInput ? "input" : "output"));
-    *start = world->data;
-    return 0;
-}
-
-struct HandleBlock {
-    void* data;
-};
-
-void** NewHandle(uint64_t size) {
-    Record("handle.host_new_handle");
-    return reinterpret_cast<void**>(new HandleBlock{std::calloc(size ? size : 1, 1)});
-}
-
-void* LockHandle(void** handle) {
-    Record("handle.host_lock_handle");
-    return *handle;
-}
-
-void UnlockHandle(void**) {
-    Record("handle.host_unlock_handle");
-}
-
-void DisposeHandle(void** handle) {
-    Record("handle.host_dispose_handle");
-    auto* block = reinterpret_cast<HandleBlock*>(handle);
-    std::free(block->data);
-    delete block;
-}
-
-int32_t CheckoutLayer(void* ref, int32_t index, int32_t id, const AbiRenderRequest*, int32_t time,
-                      int32_t step, uint32_t scale, AbiCheckoutResult* result) {
-    CheckReference(ref);
-    Record("prerender.checkout_layer " + std::to_string(index) + "/" + std::to_string(id) + " @" +
-           std::to_string(time) + "/" + std::to_string(step) + "/" + std::to_string(scale));
+char* UtilStrcpy(char* dst, const char* src) { return Record("utils.ansi.strcpy"), std::strcpy(dst, src); }
+int32_t PixelData8(AbiWorld* world, void*, void** start) { return Record(std::string("utils.get_pixel_data8 ") + (world == &gInput ? "input" : "output")), *start = world->data, 0; }
+void** NewHandle(uint64_t size) { return Record("handle.host_new_handle"), reinterpret_cast<void**>(new HandleBlock{std::calloc(size ? size : 1, 1)}); }
+void* LockHandle(void** handle) { return Record("handle.host_lock_handle"), *handle; }
+void UnlockHandle(void**) { Record("handle.host_unlock_handle"); }
+void DisposeHandle(void** handle) { Record("handle.host_dispose_handle"), std::free(*handle), delete reinterpret_cast<HandleBlock*>(handle); }
+int32_t CheckoutLayer(void* ref, int32_t index, int32_t id, const AbiRenderRequest*, int32_t time, int32_t step, uint32_t scale, AbiCheckoutResult* result) {
+    CheckReference(ref), Record("prerender.checkout_layer " + std::to_string(index) + "/" + std::to_string(id) + At(time, step, scale));
     std::memset(result, 0, sizeof(*result));
-    result->result_rect = {0, 0, kWidth, kHeight};
-    result->max_result_rect = {0, 0, kWidth, kHeight};
+    result->result_rect = result->max_result_rect = {0, 0, kWidth, kHeight};
     return 0;
 }
-
-int32_t CheckoutLayerPixels(void* ref, int32_t id, AbiWorld** world) {
-    CheckReference(ref);
-    Record("smart.checkout_layer_pixels " + std::to_string(id));
-    *world = &gInput;
-    return 0;
-}
-
-int32_t CheckoutOutput(void* ref, AbiWorld** world) {
-    CheckReference(ref);
-    Record("smart.checkout_output");
-    *world = &gOutput;
-    return 0;
-}
+int32_t CheckoutLayerPixels(void* ref, int32_t id, AbiWorld** world) { return CheckReference(ref), Record("smart.checkout_layer_pixels " + std::to_string(id)), *world = &gInput, 0; }
+int32_t CheckoutOutput(void* ref, AbiWorld** world) { return CheckReference(ref), Record("smart.checkout_output"), *world = &gOutput, 0; }
 
 // Suites, served by name and version.
 Slot gAnsiSuite[kAnsiSlots];
 AbiHandleSuite gHandleSuite;
 Slot gOpaqueSuite[64];
-
 int32_t AcquireSuite(const char* name, int32_t version, const void** suite) {
     Record("basic.AcquireSuite " + std::string(name) + "/" + std::to_string(version));
-    const std::map<std::pair<std::string, int32_t>, const void*> served = {
-        {{"PF ANSI Suite", 1}, gAnsiSuite},
-        {{"PF Handle Suite", 2}, &gHandleSuite},
-        {{"AEGP PF Interface Suite", 1}, gOpaqueSuite},
-        {{"AEGP Layer Suite", 11}, gOpaqueSuite},
-        {{"AEGP Item Suite", 10}, gOpaqueSuite},
-    };
+    const std::map<std::pair<std::string, int32_t>, const void*> served = {{{"PF ANSI Suite", 1}, gAnsiSuite}, {{"PF Handle Suite", 2}, &gHandleSuite},
+        {{"AEGP PF Interface Suite", 1}, gOpaqueSuite}, {{"AEGP Layer Suite", 11}, gOpaqueSuite}, {{"AEGP Item Suite", 10}, gOpaqueSuite}};
     const auto found = served.find({name, version});
     *suite = found == served.end() ? nullptr : found->second;
     return found == served.end() ? 0x214E4641 : 0;
 }
+int32_t ReleaseSuite(const char* name, int32_t version) { return Record("basic.ReleaseSuite " + std::string(name) + "/" + std::to_string(version)), 0; }
+// clang-format on
 
-int32_t ReleaseSuite(const char* name, int32_t version) {
-    Record("basic.ReleaseSuite " + std::string(name) + "/" + std::to_string(version));
-    return 0;
+// Markers in every slot of a table, then the host's functions in the slots it implements.
+template <int T, std::size_t N>
+void Serve(Slot (&slots)[N], std::initializer_list<std::pair<int, Slot>> served) {
+    FillMarkers<T>(slots);
+    for (const auto& [index, function] : served) {
+        slots[index] = function;
+    }
+}
+
+template <typename F> Slot S(F* function) {
+    return reinterpret_cast<Slot>(function);
 }
 
 // ---- The host ----
@@ -254,31 +198,19 @@ protected:
 
     void SetUp() override {
         ASSERT_NE(sEntry, nullptr);
-        FillMarkers<kInteract>(inData.inter.slots);
-        inData.inter.slots[0] = reinterpret_cast<Slot>(&CheckoutParam);
-        inData.inter.slots[1] = reinterpret_cast<Slot>(&CheckinParam);
-        inData.inter.slots[2] = reinterpret_cast<Slot>(&AddParam);
-
-        FillMarkers<kUtilHead>(utils.head);
-        FillMarkers<kUtilAnsi>(utils.ansi.slots);
-        FillMarkers<kUtilColor>(utils.color);
-        FillMarkers<kUtilTail>(utils.tail);
-        utils.ansi.slots[15] = reinterpret_cast<Slot>(&Sprintf<kUtilSprintf>);
-        utils.ansi.slots[16] = reinterpret_cast<Slot>(&UtilStrcpy);
-        utils.tail[12] = reinterpret_cast<Slot>(&PixelData8);
-
-        FillMarkers<kAnsiSuite>(gAnsiSuite);
-        gAnsiSuite[15] = reinterpret_cast<Slot>(&Sprintf<kSuiteSprintf>);
-        FillMarkers<kHandleSuite>(gHandleSuite.slots);
-        gHandleSuite.slots[0] = reinterpret_cast<Slot>(&NewHandle);
-        gHandleSuite.slots[1] = reinterpret_cast<Slot>(&LockHandle);
-        gHandleSuite.slots[2] = reinterpret_cast<Slot>(&UnlockHandle);
-        gHandleSuite.slots[3] = reinterpret_cast<Slot>(&DisposeHandle);
-        FillMarkers<kOpaqueSuite>(gOpaqueSuite);
-        FillMarkers<kBasicSuite>(basic.slots);
-        basic.slots[0] = reinterpret_cast<Slot>(&AcquireSuite);
-        basic.slots[1] = reinterpret_cast<Slot>(&ReleaseSuite);
-
+        Serve<kInteract>(inData.inter.slots,
+                         {{0, S(&CheckoutParam)}, {1, S(&CheckinParam)}, {2, S(&AddParam)}});
+        Serve<kUtilHead>(utils.head, {});
+        Serve<kUtilAnsi>(utils.ansi.slots, {{15, S(&Sprintf<kUtilSprintf>)}, {16, S(&UtilStrcpy)}});
+        Serve<kUtilColor>(utils.color, {});
+        Serve<kUtilTail>(utils.tail, {{12, S(&PixelData8)}});
+        Serve<kAnsiSuite>(gAnsiSuite, {{15, S(&Sprintf<kSuiteSprintf>)}});
+        Serve<kHandleSuite>(gHandleSuite.slots, {{0, S(&NewHandle)},
+                                                 {1, S(&LockHandle)},
+                                                 {2, S(&UnlockHandle)},
+                                                 {3, S(&DisposeHandle)}});
+        Serve<kOpaqueSuite>(gOpaqueSuite, {});
+        Serve<kBasicSuite>(basic.slots, {{0, S(&AcquireSuite)}, {1, S(&ReleaseSuite)}});
         inData.utils = &utils;
         inData.effect_ref = &gEffectToken;
         inData.quality = 1;
@@ -335,20 +267,16 @@ TEST_F(EntryPointAbi, EachCommandCallsExactlyTheSlotsItNeeds) {
     // Global set-up: version and flags, and no host call.
     ASSERT_EQ(send(1), 0);
     EXPECT_EQ(TakeCalls(), std::set<std::string>{});
-    EXPECT_EQ(outData.my_version, 0x80001u);
-    EXPECT_EQ(outData.out_flags, 0);
-    EXPECT_EQ(outData.out_flags2, 0x400);
+    EXPECT_TRUE(outData.my_version == 0x80001u && outData.out_flags == 0 &&
+                outData.out_flags2 == 0x400);
 
     // Parameter set-up: "Blur Scale" appended as a float slider.
     ASSERT_EQ(send(4), 0);
     EXPECT_EQ(TakeCalls(), (std::set<std::string>{"utils.ansi.strcpy", "inter.add_param -1"}));
     EXPECT_EQ(outData.num_params, 2);
     EXPECT_STREQ(gAdded.name, "Blur Scale");
-    EXPECT_EQ(gAdded.param_type, 10);
-    EXPECT_EQ(gAdded.id, 1);
-    EXPECT_EQ(gAdded.u.fs_d.valid_max, 60.0f);
-    EXPECT_EQ(gAdded.u.fs_d.slider_max, 60.0f);
-    EXPECT_EQ(gAdded.u.fs_d.curve_tolerance, 0.05f);
+    EXPECT_TRUE(gAdded.param_type == 10 && gAdded.id == 1 && gAdded.u.fs_d.valid_max == 60.0f &&
+                gAdded.u.fs_d.slider_max == 60.0f && gAdded.u.fs_d.curve_tolerance == 0.05f);
 
     // Smart pre-render: the input checked out at the host's time.
     AbiPreRenderInput preInput{};
@@ -386,26 +314,14 @@ TEST_F(EntryPointAbi, EachCommandCallsExactlyTheSlotsItNeeds) {
     renderCallbacks.slots[2] = reinterpret_cast<Slot>(&CheckoutOutput);
     AbiSmartRenderExtra renderExtra{&renderInput, &renderCallbacks};
     ASSERT_EQ(send(24, &renderExtra), 0);
-    EXPECT_EQ(TakeCalls(), (std::set<std::string>{
-                               "smart.checkout_layer_pixels 0",
-                               "smart.checkout_output",
-                               "basic.AcquireSuite AEGP PF Interface Suite/1",
-                               "basic.AcquireSuite AEGP Layer Suite/11",
-                               "basic.AcquireSuite AEGP Item Suite/10",
-                               "basic.ReleaseSuite AEGP PF Interface Suite/1",
-                               "basic.ReleaseSuite AEGP Layer Suite/11",
-                               "basic.ReleaseSuite AEGP Item Suite/10",
-                               "inter.checkout_param 1 @60/1/30",
-                               "inter.checkin_param",
-                               "utils.get_pixel_data8 input",
-                               "utils.get_pixel_data8 output",
-                               "basic.AcquireSuite PF Handle Suite/2",
-                               "basic.ReleaseSuite PF Handle Suite/2",
-                               "handle.host_new_handle",
-                               "handle.host_lock_handle",
-                               "handle.host_unlock_handle",
-                               "handle.host_dispose_handle",
-                           }));
+    // clang-format off
+    EXPECT_EQ(TakeCalls(), (std::set<std::string>{"smart.checkout_layer_pixels 0", "smart.checkout_output",
+        "basic.AcquireSuite AEGP PF Interface Suite/1", "basic.AcquireSuite AEGP Layer Suite/11", "basic.AcquireSuite AEGP Item Suite/10",
+        "basic.ReleaseSuite AEGP PF Interface Suite/1", "basic.ReleaseSuite AEGP Layer Suite/11", "basic.ReleaseSuite AEGP Item Suite/10",
+        "inter.checkout_param 1 @60/1/30", "inter.checkin_param", "utils.get_pixel_data8 input", "utils.get_pixel_data8 output",
+        "basic.AcquireSuite PF Handle Suite/2", "basic.ReleaseSuite PF Handle Suite/2", "handle.host_new_handle", "handle.host_lock_handle",
+        "handle.host_unlock_handle", "handle.host_dispose_handle"}));
+    // clang-format on
     for (int y = 0; y < kHeight; ++y) {
         EXPECT_EQ(std::memcmp(&gOutputPixels[static_cast<size_t>(y) * kRowbytes],
                               &gInputPixels[static_cast<size_t>(y) * kRowbytes], kWidth * 4),

@@ -10,42 +10,24 @@
 
 #include <stdint.h>
 
+/* clang-format off */
 typedef void* Slot;
 
-typedef struct {
-    int32_t left, top, right, bottom;
-} AbiRect;
+typedef struct { int32_t left, top, right, bottom; } AbiRect;
 
-typedef struct {
-    int32_t num;
-    uint32_t den;
-} AbiRatio;
+typedef struct { int32_t num; uint32_t den; } AbiRatio;
 
-typedef struct {
-    double rateF;
-    int16_t num_channels, format, sample_size;
-} AbiSoundFormat;
+typedef struct { double rateF; int16_t num_channels, format, sample_size; } AbiSoundFormat;
 
-typedef struct {
-    AbiSoundFormat fi;
-    int32_t num_samples;
-    void* dataP;
-} AbiSoundWorld;
+typedef struct { AbiSoundFormat fi; int32_t num_samples; void* dataP; } AbiSoundWorld;
 
 /* checkout_param, checkin_param, add_param, abort, progress, register_ui,
  * checkout_layer_audio, checkin_layer_audio, get_audio_data. */
 enum { kInteractSlots = 9 };
-typedef struct {
-    Slot slots[kInteractSlots];
-    void* reserved_str[3];
-    void* reserved[10];
-} AbiInteractCallbacks;
+typedef struct { Slot slots[kInteractSlots]; void* reserved_str[3]; void* reserved[10]; } AbiInteractCallbacks;
 
 enum { kAnsiSlots = 19 }; /* atan ... tan, sprintf (15), strcpy (16), asin, acos */
-typedef struct {
-    Slot slots[kAnsiSlots];
-    int32_t ansi_procs[1];
-} AbiAnsiCallbacks;
+typedef struct { Slot slots[kAnsiSlots]; int32_t ansi_procs[1]; } AbiAnsiCallbacks;
 
 /* 26 slots (begin_sampling ... app), the ANSI table, 8 colour slots, 14 slots
  * (get_platform_data ... get_pixel_data16), one reserved word. */
@@ -178,11 +160,7 @@ typedef struct {
     Slot slots[2]; /* checkout_layer, GuidMixInPtr */
 } AbiPreRenderCallbacks;
 
-typedef struct {
-    AbiPreRenderInput* input;
-    AbiPreRenderOutput* output;
-    AbiPreRenderCallbacks* cb;
-} AbiPreRenderExtra;
+typedef struct { AbiPreRenderInput* input; AbiPreRenderOutput* output; AbiPreRenderCallbacks* cb; } AbiPreRenderExtra;
 
 typedef struct {
     AbiRenderRequest output_request;
@@ -197,21 +175,15 @@ typedef struct {
     Slot slots[3]; /* checkout_layer_pixels, checkin_layer_pixels, checkout_output */
 } AbiSmartRenderCallbacks;
 
-typedef struct {
-    AbiSmartRenderInput* input;
-    AbiSmartRenderCallbacks* cb;
-} AbiSmartRenderExtra;
+typedef struct { AbiSmartRenderInput* input; AbiSmartRenderCallbacks* cb; } AbiSmartRenderExtra;
 
 /* AcquireSuite, ReleaseSuite, IsEqual, AllocateBlock, FreeBlock,
  * ReallocateBlock, Undefined. */
-typedef struct {
-    Slot slots[7];
-} AbiBasicSuite;
+typedef struct { Slot slots[7]; } AbiBasicSuite;
 
 /* host_new_handle, host_lock_handle, host_unlock_handle, host_dispose_handle,
  * host_get_handle_size, host_resize_handle. */
-typedef struct {
-    Slot slots[6];
-} AbiHandleSuite;
+typedef struct { Slot slots[6]; } AbiHandleSuite;
+/* clang-format on */
 
 #endif

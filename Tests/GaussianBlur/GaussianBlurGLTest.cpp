@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <functional>
 #include <new>
 #include <stdexcept>
 
@@ -36,38 +37,26 @@ bool SameBytes(const PF_OutData& a, const PF_OutData& b) {
 
 } // namespace
 
-TEST_F(GaussianBlurEntry, AboutWritesNameAndVersionWithACarriageReturn) {
+TEST_F(GaussianBlurEntry, AboutAndGlobalSetupWriteOnlyTheirFields) {
     EXPECT_EQ(host.send(PF_Cmd_ABOUT), PF_Err_NONE);
     EXPECT_STREQ(host.outData().return_msg, "Gaussian Blur v1.0\rGaussian Blur");
-    EXPECT_EQ(host.suites().acquireCount(kPFANSISuite, 1), 1);
     EXPECT_EQ(host.suites().releaseCount(kPFANSISuite, 1), 1);
-}
-
-TEST_F(GaussianBlurEntry, AboutWithoutTheAnsiSuiteReturns516AndWritesNothing) {
+    scribble();
+    PF_OutData expected = host.outData();
+    EXPECT_EQ(host.send(PF_Cmd_GLOBAL_SETUP), PF_Err_NONE);
+    expected.my_version = 0x80001u;
+    expected.out_flags = 0;
+    expected.out_flags2 = 0x400; // smart render only
+    EXPECT_TRUE(SameBytes(host.outData(), expected));
+    EXPECT_EQ(host.send(PF_Cmd_GLOBAL_SETDOWN), PF_Err_NONE);
+    // Without the ANSI suite: no message and no error flag, the code is all the host sees.
     for (SuiteFault fault : {SuiteFault::Missing, SuiteFault::SuccessWithoutSuite}) {
         host.suites().setFault(kPFANSISuite, 1, fault);
         scribble();
         const PF_OutData before = host.outData();
         EXPECT_EQ(host.send(PF_Cmd_ABOUT), PF_Err_BAD_CALLBACK_PARAM);
-        // No message and no error flag: the code is all the host sees.
         EXPECT_TRUE(SameBytes(host.outData(), before));
     }
-}
-
-TEST_F(GaussianBlurEntry, GlobalSetupDeclaresVersionAndSmartRenderOnly) {
-    scribble();
-    PF_OutData expected = host.outData();
-    EXPECT_EQ(host.send(PF_Cmd_GLOBAL_SETUP), PF_Err_NONE);
-    EXPECT_EQ(host.outData().my_version, 0x80001u);
-    EXPECT_EQ(host.outData().out_flags, 0);
-    EXPECT_EQ(host.outData().out_flags2, 0x400);
-    // Nothing else in the record is written.
-    expected.my_version = host.outData().my_version;
-    expected.out_flags = host.outData().out_flags;
-    expected.out_flags2 = host.outData().out_flags2;
-    EXPECT_TRUE(SameBytes(host.outData(), expected));
-    // A host sets down what it set up; the data context goes with it.
-    EXPECT_EQ(host.send(PF_Cmd_GLOBAL_SETDOWN), PF_Err_NONE);
 }
 
 TEST_F(GaussianBlurEntry, ParamsSetupRegistersBlurScaleAsAFloatSlider) {
@@ -86,36 +75,32 @@ TEST_F(GaussianBlurEntry, ParamsSetupRegistersBlurScaleAsAFloatSlider) {
     expected.u.fs_d.slider_max = 60.0f;
     expected.u.fs_d.curve_tolerance = 0.05f;
 
-    EXPECT_EQ(def.uu.id, 1);
     EXPECT_EQ(def.param_type, 10);
-    EXPECT_STREQ(def.name, "Blur Scale");
-    EXPECT_EQ(def.u.fs_d.value, 0.0);
-    EXPECT_EQ(def.u.fs_d.dephault, 0.0f);
-    EXPECT_EQ(def.u.fs_d.valid_min, 0.0f);
-    EXPECT_EQ(def.u.fs_d.valid_max, 60.0f);
-    EXPECT_EQ(def.u.fs_d.slider_min, 0.0f);
-    EXPECT_EQ(def.u.fs_d.slider_max, 60.0f);
-    EXPECT_EQ(def.u.fs_d.curve_tolerance, 0.05f);
-    EXPECT_EQ(def.u.fs_d.precision, 0);
-    EXPECT_EQ(def.u.fs_d.display_flags, 0);
-    EXPECT_EQ(def.u.fs_d.fs_flags, 0u);
-    EXPECT_EQ(def.ui_flags, 0);
-    EXPECT_EQ(def.flags, 0);
-    EXPECT_EQ(def.ui_width, 0);
-    EXPECT_EQ(def.ui_height, 0);
-    // Every byte not named above is zero, the name's tail included.
+    // Every byte, the name's tail included: value, default and minimums 0, no flags.
     EXPECT_EQ(std::memcmp(&def, &expected, sizeof(PF_ParamDef)), 0);
     EXPECT_EQ(host.calls(Callback::AnsiStrcpy), 1);
 }
 
-TEST_F(GaussianBlurEntry, FailingAddParamReturnsItsCodeAndStillCountsTwoParams) {
-    host.fail(Callback::AddParam, PF_Err_OUT_OF_MEMORY);
-    EXPECT_EQ(host.send(PF_Cmd_PARAMS_SETUP), PF_Err_OUT_OF_MEMORY);
-    EXPECT_EQ(host.outData().num_params, 2);
-    EXPECT_TRUE(host.addedParams().empty());
-
-    host.fail(Callback::AddParam, PF_Interrupt_CANCEL);
-    EXPECT_EQ(host.send(PF_Cmd_PARAMS_SETUP), PF_Interrupt_CANCEL);
+TEST_F(GaussianBlurEntry, FailuresInsideACommandBecomeItsReturnCode) {
+    // A failing callback's code is passed on; of exceptions, integers are the effect's own
+    // failures and their value is not passed on.
+    struct Case {
+        std::function<void()> arm;
+        PF_Err expected;
+    };
+    // clang-format off
+    for (const Case& c : {Case{[&] { host.fail(Callback::AddParam, PF_Err_OUT_OF_MEMORY); }, PF_Err_OUT_OF_MEMORY},
+                          Case{[&] { host.fail(Callback::AddParam, PF_Interrupt_CANCEL); }, PF_Interrupt_CANCEL},
+                          Case{[&] { host.raise(Callback::AnsiStrcpy, std::make_exception_ptr(PF_Err{PF_Err_OUT_OF_MEMORY})); }, PF_Err_BAD_CALLBACK_PARAM},
+                          Case{[&] { host.raise(Callback::AnsiStrcpy, std::make_exception_ptr(std::bad_alloc())); }, PF_Err_OUT_OF_MEMORY},
+                          Case{[&] { host.raise(Callback::AnsiStrcpy, std::make_exception_ptr(std::runtime_error("x"))); }, PF_Err_INTERNAL_STRUCT_DAMAGED}}) {
+        // clang-format on
+        host.clearFaults();
+        c.arm();
+        EXPECT_EQ(host.send(PF_Cmd_PARAMS_SETUP), c.expected);
+        EXPECT_EQ(host.outData().num_params, 2); // counted before the slider is added
+        EXPECT_TRUE(host.addedParams().empty());
+    }
 }
 
 TEST_F(GaussianBlurEntry, CommandsOutsideTheTableReturnNoneAndTouchNothing) {
@@ -189,58 +174,33 @@ TEST_F(GaussianBlurEntry, PreRenderChecksOutTheInputWithTheHostsRequestUnchanged
     EXPECT_TRUE(output.max_result_rect == (PF_LRect{0, 0, 640, 360}));
 }
 
-TEST_F(GaussianBlurEntry, PreRenderMergesIntoTheRectanglesTheHostPlaced) {
-    host.setLayerRect({100, 50, 400, 300});
-    PF_PreRenderInput input = Request({0, 0, 500, 500});
-
-    // Overlapping: the union of both.
-    PF_PreRenderOutput output{};
-    output.result_rect = {150, 0, 600, 200};
-    output.max_result_rect = {0, 100, 200, 400};
-    output.flags = 7;
-    EXPECT_EQ(host.preRender(input, output), PF_Err_NONE);
-    EXPECT_TRUE(output.result_rect == (PF_LRect{100, 0, 600, 300}));
-    EXPECT_TRUE(output.max_result_rect == (PF_LRect{0, 50, 400, 400}));
-    EXPECT_EQ(output.flags, 7);
-
-    // An empty output rectangle with coordinates is replaced whole.
-    output.result_rect = {900, 900, 900, 950};
-    EXPECT_EQ(host.preRender(input, output), PF_Err_NONE);
-    EXPECT_TRUE(output.result_rect == (PF_LRect{100, 50, 400, 300}));
-
-    // An empty input leaves a non-empty output as it was, and an empty output
-    // becomes the empty input.
-    host.setLayerRect({5, 5, 5, 10});
-    output.result_rect = {1, 2, 3, 4};
-    output.max_result_rect = {7, 7, 3, 3};
-    EXPECT_EQ(host.preRender(input, output), PF_Err_NONE);
-    EXPECT_TRUE(output.result_rect == (PF_LRect{1, 2, 3, 4}));
-    EXPECT_TRUE(output.max_result_rect == (PF_LRect{5, 5, 5, 10}));
-}
-
-TEST_F(GaussianBlurEntry, FailedPreRenderCheckoutReturnsItsCodeAndLeavesTheOutput) {
-    host.setLayerRect({0, 0, 64, 64});
-    host.fail(Callback::CheckoutLayer, PF_Interrupt_CANCEL);
-    PF_PreRenderInput input = Request({0, 0, 64, 64});
-    PF_PreRenderOutput output{};
-    output.result_rect = {1, 1, 2, 2};
-    EXPECT_EQ(host.preRender(input, output), PF_Interrupt_CANCEL);
-    EXPECT_TRUE(output.result_rect == (PF_LRect{1, 1, 2, 2}));
-    EXPECT_TRUE(output.max_result_rect == (PF_LRect{0, 0, 0, 0}));
-}
-
-TEST_F(GaussianBlurEntry, HostServesEverySuiteTheKitAsksFor) {
-    // The suites the effect and its helpers acquire, by name and version.
-    const std::pair<const char*, int> suites[] = {
-        {kPFANSISuite, 1},           {kPFHandleSuite, 2},        {kPFIterateFloatSuite, 1},
-        {kAEGPPFInterfaceSuite, 1},  {kAEGPLayerSuite, 11},      {kAEGPItemSuite, 10},
-        {kAEGPUtilitySuite, 11},     {kAEGPMemorySuite, 1},      {kDRAWBOT_DrawSuite, 1},
-        {kDRAWBOT_SupplierSuite, 1}, {kDRAWBOT_SurfaceSuite, 2}, {kDRAWBOT_PathSuite, 1},
+TEST_F(GaussianBlurEntry, PreRenderMergesIntoTheRectanglesTheHostPlacedAndKeepsThemOnFailure) {
+    struct Case {
+        PF_LRect layer, result, max, wantResult, wantMax;
+        PF_Err fault;
     };
-    for (const auto& [name, version] : suites) {
-        const void* suite = nullptr;
-        EXPECT_EQ(host.inData().pica_basicP->AcquireSuite(name, version, &suite), 0) << name;
-        EXPECT_NE(suite, nullptr) << name;
-        host.inData().pica_basicP->ReleaseSuite(name, version);
+    // clang-format off
+    const Case cases[] = {
+        {{100, 50, 400, 300}, {150, 0, 600, 200}, {0, 100, 200, 400}, {100, 0, 600, 300}, {0, 50, 400, 400}, PF_Err_NONE}, // overlapping: the union
+        {{100, 50, 400, 300}, {900, 900, 900, 950}, {0, 0, 0, 0}, {100, 50, 400, 300}, {100, 50, 400, 300}, PF_Err_NONE},  // empty: replaced whole
+        {{5, 5, 5, 10}, {1, 2, 3, 4}, {7, 7, 3, 3}, {1, 2, 3, 4}, {5, 5, 5, 10}, PF_Err_NONE}, // an empty input
+        {{0, 0, 64, 64}, {1, 1, 2, 2}, {0, 0, 0, 0}, {1, 1, 2, 2}, {0, 0, 0, 0}, PF_Interrupt_CANCEL}, // a failed check-out
+    };
+    // clang-format on
+    for (const Case& c : cases) {
+        host.clearFaults();
+        host.setLayerRect(c.layer);
+        if (c.fault != PF_Err_NONE) {
+            host.fail(Callback::CheckoutLayer, c.fault);
+        }
+        PF_PreRenderInput input = Request({0, 0, 500, 500});
+        PF_PreRenderOutput output{};
+        output.result_rect = c.result;
+        output.max_result_rect = c.max;
+        output.flags = 7;
+        EXPECT_EQ(host.preRender(input, output), c.fault);
+        EXPECT_TRUE(output.result_rect == c.wantResult && output.max_result_rect == c.wantMax &&
+                    output.flags == 7)
+            << &c - cases;
     }
 }

@@ -6,6 +6,7 @@
 #include <glbinding/Meta.h>
 #include <glbinding/gl/gl.h>
 
+#include <functional>
 #include <string>
 
 using namespace gl;
@@ -27,8 +28,7 @@ TEST_F(ContextCreation, PrintsTheVersionBlockForEveryContextMade) {
     StderrCapture capture;
     AEOpenGLContext data(nullptr);
     AEOpenGLContext render(&data);
-    GLint major = 0;
-    GLint minor = 0;
+    GLint major = 0, minor = 0;
     glGetIntegerv(GL_MAJOR_VERSION, &major);
     glGetIntegerv(GL_MINOR_VERSION, &minor);
     const std::string block =
@@ -62,59 +62,31 @@ TEST_F(ContextCreation, PartnerSeesTexturesAndAnUnsharedContextDoesNot) {
     EXPECT_NO_GL_ERROR();
 }
 
-TEST_F(ContextCreation, ContextMadeBeforeADeletedOneKeepsWorking) {
-    AEOpenGLContext first(nullptr);
-    { AEOpenGLContext second(&first); }
-    first.makeContextCurrent();
-    GLuint texture = makeTexture(1, 1, {1, 2, 3, 4});
-    EXPECT_TRUE(glIsTexture(texture));
-    glDeleteTextures(1, &texture);
-    EXPECT_NO_GL_ERROR();
-    hostContext().makeCurrent();
-    EXPECT_NO_GL_ERROR();
-}
-
 TEST_F(ContextSwitch, FlushesTheOutgoingContextUnlessItsDrawFramebufferIsIncomplete) {
     AEOpenGLContext first(nullptr);
     AEOpenGLContext second(&first);
-    {
+    GLuint framebuffer = 0, renderbuffer = 0;
+    // The switch, then the flushes and status queries it must make.
+    const auto expectSwitch = [](const std::function<void()>& to, AEOpenGLContext& now,
+                                 size_t flushes, size_t queries) {
         GLCallRecorder recorder;
-        second.makeContextCurrent();
-        EXPECT_TRUE(recorder.calls().empty()) << "already current: no query, no flush";
-        EXPECT_EQ(second.platformContext(), AEOpenGLContext::currentPlatformContext());
-    }
-    {
-        GLCallRecorder recorder;
-        first.makeContextCurrent();
-        EXPECT_EQ(1u, recorder.count("glFlush")) << "the context's own frame-buffer is flushed";
-        EXPECT_EQ(first.platformContext(), AEOpenGLContext::currentPlatformContext());
-    }
-
-    GLuint framebuffer = 0;
+        to();
+        EXPECT_EQ(flushes, recorder.count("glFlush"));
+        EXPECT_EQ(queries, recorder.count("glCheckFramebufferStatus"));
+        EXPECT_EQ(now.platformContext(), AEOpenGLContext::currentPlatformContext());
+    };
+    expectSwitch([&] { second.makeContextCurrent(); }, second, 0, 0); // already current
+    expectSwitch([&] { first.makeContextCurrent(); }, first, 1, 0);   // the default frame-buffer
     glGenFramebuffers(1, &framebuffer);
     glBindFramebuffer(GL_FRAMEBUFFER, framebuffer);
-    {
-        GLCallRecorder recorder;
-        second.makeContextCurrent();
-        EXPECT_EQ(1u, recorder.count("glCheckFramebufferStatus"));
-        EXPECT_EQ(0u, recorder.count("glFlush")) << "an incomplete frame-buffer is not flushed";
-        EXPECT_EQ(second.platformContext(), AEOpenGLContext::currentPlatformContext());
-    }
-
+    expectSwitch([&] { second.makeContextCurrent(); }, second, 0, 1); // incomplete: no flush
     first.makeContextCurrent();
-    GLuint renderbuffer = 0;
     glGenRenderbuffers(1, &renderbuffer);
     glBindRenderbuffer(GL_RENDERBUFFER, renderbuffer);
     glRenderbufferStorage(GL_RENDERBUFFER, GL_RGBA8, 4, 4);
     glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER, renderbuffer);
-    ASSERT_EQ(GL_FRAMEBUFFER_COMPLETE, glCheckFramebufferStatus(GL_FRAMEBUFFER));
-    {
-        GLCallRecorder recorder;
-        AEOpenGLContext::makeCurrentFlush(second.platformContext());
-        EXPECT_EQ(1u, recorder.count("glFlush")) << "a complete frame-buffer is flushed";
-        EXPECT_EQ(second.platformContext(), AEOpenGLContext::currentPlatformContext());
-    }
-
+    expectSwitch([&] { AEOpenGLContext::makeCurrentFlush(second.platformContext()); }, second, 1,
+                 1);
     first.makeContextCurrent();
     glDeleteFramebuffers(1, &framebuffer);
     glDeleteRenderbuffers(1, &renderbuffer);

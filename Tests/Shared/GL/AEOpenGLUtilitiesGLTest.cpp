@@ -90,194 +90,110 @@ GLint Integer(GLenum what) {
     return value;
 }
 
-template <typename Pixel> void Pattern(World& world, int seed) {
+// Distinct values in every channel; returns the first pixel's alpha and red, from 0 to 1.
+template <typename Pixel> std::pair<float, float> Pattern(World& world, float max) {
     for (A_long y = 0; y < world.height(); ++y) {
-        auto* row = world.pixels<Pixel>(y);
         for (A_long x = 0; x < world.width(); ++x) {
-            const int v = seed + 7 * x + 31 * y;
-            using C = decltype(row->alpha);
-            if constexpr (std::is_same_v<C, float>) {
-                row[x] = {v * 0.01f, -v * 0.02f, v * 1.5f, 0.25f};
-            } else {
-                const int max = sizeof(C) == 1 ? 255 : 32768;
-                row[x] = {static_cast<C>(v % (max + 1)), static_cast<C>((v * 3) % (max + 1)),
-                          static_cast<C>((v * 5) % (max + 1)),
-                          static_cast<C>((v * 11) % (max + 1))};
-            }
+            const int v = 1 + 7 * x + 31 * y;
+            using C = decltype(Pixel::alpha);
+            const auto at = [max, v](int k) {
+                return static_cast<C>(max == 1 ? v * k * 0.01f : (v * k) % int(max + 1));
+            };
+            world.pixels<Pixel>(y)[x] = {at(11), at(1), at(3), at(5)};
         }
     }
-}
-
-template <typename Pixel> bool SamePixels(const World& a, const World& b) {
-    for (A_long y = 0; y < a.height(); ++y) {
-        if (std::memcmp(a.row(y), b.row(y), a.width() * sizeof(Pixel)) != 0) {
-            return false;
-        }
-    }
-    return true;
+    const Pixel& first = world.pixels<Pixel>(0)[0];
+    return {first.alpha / max, first.red / max};
 }
 
 } // namespace
 
-TEST_F(PixelTransfer, EightBitWorldsGoThroughUnchangedAndUnflippedWithPadding) {
-    World input(13, 7, PF_PixelFormat_ARGB32, 3 * 4);
-    World output(13, 7, PF_PixelFormat_ARGB32, 1 * 4);
-    Pattern<PF_Pixel8>(input, 1);
-    unsigned long size = 0;
-    GLenum type = GL_NONE;
-    float multiplier = 0;
-    const GLuint texture = upload(PF_PixelFormat_ARGB32, input, size, type, multiplier);
-    EXPECT_EQ(size, 4u);
-    EXPECT_EQ(type, GL_UNSIGNED_BYTE);
-    EXPECT_EQ(multiplier, 1.0f);
-    // Upload leaves no trace in the unpack state or the binding.
-    EXPECT_EQ(Integer(GL_UNPACK_ROW_LENGTH), 0);
-    EXPECT_EQ(Integer(GL_TEXTURE_BINDING_2D), 0);
-
-    // Memory order lands in r, g, b, a: alpha first.
-    const std::vector<float> t = texels(texture, 13 * 7);
-    const PF_Pixel8& first = input.pixels<PF_Pixel8>(0)[0];
-    EXPECT_FLOAT_EQ(t[0], first.alpha / 255.0f);
-    EXPECT_FLOAT_EQ(t[1], first.red / 255.0f);
-    const PF_Pixel8& lastRow = input.pixels<PF_Pixel8>(6)[0];
-    EXPECT_FLOAT_EQ(t[4 * 13 * 6 + 3], lastRow.blue / 255.0f);
-
-    readFrom(texture);
-    download(PF_PixelFormat_ARGB32, input, output, size, type);
-    EXPECT_TRUE(SamePixels<PF_Pixel8>(input, output));
-    EXPECT_TRUE(output.paddingIntact());
-    EXPECT_EQ(Integer(GL_READ_BUFFER), static_cast<GLint>(GL_COLOR_ATTACHMENT0));
-}
-
-TEST_F(PixelTransfer, SixteenBitWorldsRoundTripAndScaleTheHostsWhiteToOne) {
-    World input(9, 5, PF_PixelFormat_ARGB64, 2 * 8);
-    World output(9, 5, PF_PixelFormat_ARGB64, 8);
-    Pattern<PF_Pixel16>(input, 100);
-    input.pixels<PF_Pixel16>(0)[0] = {32768, 0, 32768, 16384};
-    unsigned long size = 0;
-    GLenum type = GL_NONE;
-    float multiplier = 0;
-    const GLuint texture = upload(PF_PixelFormat_ARGB64, input, size, type, multiplier);
-    EXPECT_EQ(size, 8u);
-    EXPECT_EQ(type, GL_UNSIGNED_SHORT);
-    uint32_t bits = 0;
-    std::memcpy(&bits, &multiplier, sizeof(bits));
-    EXPECT_EQ(bits, 0x3FFFFF00u);
-    const std::vector<float> t = texels(texture, 9 * 5);
-    EXPECT_NEAR(t[0] * multiplier, 1.0f, 1e-6);
-    EXPECT_NEAR(t[3] * multiplier, 0.5f, 1e-6);
-
-    readFrom(texture);
-    download(PF_PixelFormat_ARGB64, input, output, size, type);
-    EXPECT_TRUE(SamePixels<PF_Pixel16>(input, output));
-    EXPECT_TRUE(output.paddingIntact());
-}
-
-TEST_F(PixelTransfer, FloatWorldsGoThroughTheHostsIterator) {
-    World input(6, 4, PF_PixelFormat_ARGB128, 16);
-    World output(6, 4, PF_PixelFormat_ARGB128, 32);
-    Pattern<PF_PixelFloat>(input, 3);
-    unsigned long size = 0;
-    GLenum type = GL_NONE;
-    float multiplier = 0;
-    const GLuint texture = upload(PF_PixelFormat_ARGB128, input, size, type, multiplier);
-    EXPECT_EQ(size, 16u);
-    EXPECT_EQ(type, GL_FLOAT);
-    EXPECT_EQ(multiplier, 1.0f);
-    EXPECT_EQ(Integer(GL_UNPACK_ROW_LENGTH), 0);
-
-    readFrom(texture);
-    download(PF_PixelFormat_ARGB128, input, output, size, type);
-    EXPECT_TRUE(SamePixels<PF_PixelFloat>(input, output));
-    EXPECT_TRUE(output.paddingIntact());
-
-    // The host's iterator failing is the transfer failing, with its code.
-    host.fail(Callback::Iterate, PF_Interrupt_CANCEL);
-    EXPECT_EQ(ThrownCode([&] { upload(PF_PixelFormat_ARGB128, input, size, type, multiplier); }),
-              PF_Interrupt_CANCEL);
-}
-
-TEST_F(PixelTransfer, OpaqueBlackArrivesWithAlphaInTheRedSlotAtEveryDepth) {
-    World eight(1, 1, PF_PixelFormat_ARGB32);
-    World sixteen(1, 1, PF_PixelFormat_ARGB64);
-    World full(1, 1, PF_PixelFormat_ARGB128);
-    eight.pixels<PF_Pixel8>(0)[0] = {255, 0, 0, 0};
-    sixteen.pixels<PF_Pixel16>(0)[0] = {32768, 0, 0, 0};
-    full.pixels<PF_PixelFloat>(0)[0] = {1, 0, 0, 0};
-    for (World* world : {&eight, &sixteen, &full}) {
+TEST_F(PixelTransfer, WorldsOfEveryDepthRoundTripUnflippedAlphaFirstAndKeepTheirPadding) {
+    // 16-bit white (32768) scales to one through the multiplier; 8-bit and float go through as
+    // they are, float by the host's iterator.
+    struct Case {
+        PF_PixelFormat format;
+        int width, height, inPad, outPad;
+        unsigned long size;
+        GLenum type;
+        uint32_t multiplierBits;
+    };
+    const Case cases[] = {
+        {PF_PixelFormat_ARGB32, 13, 7, 3 * 4, 4, 4, GL_UNSIGNED_BYTE, 0x3F800000u},
+        {PF_PixelFormat_ARGB64, 9, 5, 2 * 8, 8, 8, GL_UNSIGNED_SHORT, 0x3FFFFF00u},
+        {PF_PixelFormat_ARGB128, 6, 4, 16, 32, 16, GL_FLOAT, 0x3F800000u},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.format);
+        World input(c.width, c.height, c.format, c.inPad);
+        World output(c.width, c.height, c.format, c.outPad);
+        const auto first = c.format == PF_PixelFormat_ARGB32   ? Pattern<PF_Pixel8>(input, 255)
+                           : c.format == PF_PixelFormat_ARGB64 ? Pattern<PF_Pixel16>(input, 32768)
+                                                               : Pattern<PF_PixelFloat>(input, 1);
         unsigned long size = 0;
         GLenum type = GL_NONE;
         float multiplier = 0;
-        const GLuint texture = upload(world->format(), *world, size, type, multiplier);
-        const std::vector<float> t = texels(texture, 1);
-        EXPECT_NEAR(t[0] * multiplier, 1.0f, 1e-6) << world->format();
-        EXPECT_EQ(t[1], 0.0f);
-        EXPECT_EQ(t[2], 0.0f);
-        EXPECT_EQ(t[3], 0.0f);
+        const GLuint texture = upload(c.format, input, size, type, multiplier);
+        uint32_t bits = 0;
+        std::memcpy(&bits, &multiplier, sizeof(bits));
+        EXPECT_TRUE(size == c.size && type == c.type && bits == c.multiplierBits);
+        // Upload leaves no trace in the unpack state or the binding.
+        EXPECT_TRUE(Integer(GL_UNPACK_ROW_LENGTH) == 0 && Integer(GL_TEXTURE_BINDING_2D) == 0);
+        // Memory order lands in r, g, b, a: alpha in the red slot, the first row first.
+        const std::vector<float> t = texels(texture, c.width * c.height);
+        EXPECT_NEAR(t[0] * multiplier, first.first, 1e-6);
+        EXPECT_NEAR(t[1] * multiplier, first.second, 1e-6);
+        readFrom(texture);
+        download(c.format, input, output, size, type);
+        for (A_long y = 0; y < input.height(); ++y) {
+            EXPECT_EQ(std::memcmp(input.row(y), output.row(y), size * input.width()), 0) << y;
+        }
+        EXPECT_TRUE(output.paddingIntact());
+        EXPECT_EQ(Integer(GL_READ_BUFFER), static_cast<GLint>(GL_COLOR_ATTACHMENT0));
     }
 }
 
-TEST_F(PixelTransfer, FailuresThrowAndLeaveNothingBehind) {
-    World input(4, 4, PF_PixelFormat_ARGB32);
-    World output(4, 4, PF_PixelFormat_ARGB32);
+TEST_F(PixelTransfer, FailuresThrowTheirCodesAndLeaveNothingBehind) {
+    World input(4, 4, PF_PixelFormat_ARGB32), output(4, 4, PF_PixelFormat_ARGB32);
+    World deep(4, 4, PF_PixelFormat_ARGB64), floats(6, 4, PF_PixelFormat_ARGB128);
     unsigned long size = 4;
     GLenum type = GL_UNSIGNED_BYTE;
     float multiplier = 0;
     GLCallRecorder recorder;
+    const auto up = [&](int format, World& world) {
+        return ThrownCode([&] {
+            host.useWorlds(&world, &output);
+            UploadTexture(format, world.effectWorld(), nullptr, &host.inData(), size, type,
+                          multiplier, false);
+        });
+    };
     for (int format : {0, static_cast<int>(PF_PixelFormat_BGRA32)}) {
-        host.useWorlds(&input, &output);
-        EXPECT_EQ(ThrownCode([&] {
-                      UploadTexture(format, input.effectWorld(), nullptr, &host.inData(), size,
-                                    type, multiplier, false);
-                  }),
-                  PF_Err_BAD_CALLBACK_PARAM);
-        EXPECT_EQ(ThrownCode([&] {
-                      DownloadTexture(4, 4, input.effectWorld(), output.effectWorld(),
-                                      &host.inData(), format, size, type);
-                  }),
+        EXPECT_EQ(up(format, input), PF_Err_BAD_CALLBACK_PARAM);
+        EXPECT_EQ(ThrownCode([&] { download(format, input, output, size, type); }),
                   PF_Err_BAD_CALLBACK_PARAM);
     }
-    // A pixel start the host does not give, on a world of another depth.
-    World deep(4, 4, PF_PixelFormat_ARGB64);
-    host.useWorlds(&deep, nullptr);
-    EXPECT_EQ(ThrownCode([&] {
-                  UploadTexture(PF_PixelFormat_ARGB32, deep.effectWorld(), nullptr, &host.inData(),
-                                size, type, multiplier, false);
-              }),
-              PF_Err_BAD_CALLBACK_PARAM);
+    EXPECT_EQ(up(PF_PixelFormat_ARGB32, deep), PF_Err_BAD_CALLBACK_PARAM); // no pixel start given
+    host.fail(Callback::Iterate, PF_Interrupt_CANCEL); // the host's iterator fails: its code
+    EXPECT_EQ(up(PF_PixelFormat_ARGB128, floats), PF_Interrupt_CANCEL);
     // Textures made on the way are deleted, and nothing stays bound.
     EXPECT_EQ(recorder.names("glGenTextures"), recorder.names("glDeleteTextures"));
-    EXPECT_EQ(Integer(GL_TEXTURE_BINDING_2D), 0);
-    EXPECT_EQ(Integer(GL_UNPACK_ROW_LENGTH), 0);
-
-    // No handle for the read-back.
-    host.fail(Callback::NewHandle, 1);
+    EXPECT_TRUE(Integer(GL_TEXTURE_BINDING_2D) == 0 && Integer(GL_UNPACK_ROW_LENGTH) == 0);
+    host.fail(Callback::NewHandle, 1); // no handle for the read-back
     EXPECT_EQ(ThrownCode([&] { download(PF_PixelFormat_ARGB32, input, output, size, type); }),
               PF_Err_OUT_OF_MEMORY);
 }
 
-TEST_F(PixelTransfer, OutputOfNoRowsCopiesNothingAndStillDisposesTheHandle) {
-    World input(3, 3, PF_PixelFormat_ARGB32);
-    World output(3, 0, PF_PixelFormat_ARGB32);
+TEST_F(PixelTransfer, OutputOfNoRowsCopiesNothingAndFramebufferStatusReadsAsText) {
+    World input(3, 3, PF_PixelFormat_ARGB32), output(3, 0, PF_PixelFormat_ARGB32);
     unsigned long size = 0;
     GLenum type = GL_NONE;
     float multiplier = 0;
-    readFrom(upload(PF_PixelFormat_ARGB32, input, size, type, multiplier));
-    download(PF_PixelFormat_ARGB32, input, output, size, type);
-    EXPECT_EQ(host.calls(Callback::NewHandle), 1);
-    EXPECT_EQ(host.liveHandles(), 0u);
-}
-
-TEST_F(PixelTransfer, FramebufferStatusReadsAsText) {
     glBindFramebuffer(GL_FRAMEBUFFER, framebuffer);
     EXPECT_EQ(CheckFramebufferStatus(), "Framebuffer incomplete, missing attachment!");
-    World input(2, 2, PF_PixelFormat_ARGB32);
-    unsigned long size = 0;
-    GLenum type = GL_NONE;
-    float multiplier = 0;
     readFrom(upload(PF_PixelFormat_ARGB32, input, size, type, multiplier));
     EXPECT_EQ(CheckFramebufferStatus(), "OK");
-    // The default frame-buffer of a context with no surface is undefined.
-    glBindFramebuffer(GL_FRAMEBUFFER, 0);
+    download(PF_PixelFormat_ARGB32, input, output, size, type);
+    EXPECT_EQ(host.calls(Callback::NewHandle), 1); // the handle is still made and disposed of
+    glBindFramebuffer(GL_FRAMEBUFFER, 0); // no surface: the default frame-buffer is undefined
     EXPECT_EQ(CheckFramebufferStatus(), "Unknown error!");
 }

@@ -9,121 +9,46 @@
 #include "SuiteRegistry.h"
 
 using namespace Brindel::GaussianBlur::ScriptHelper;
-using Brindel::Host::ScriptingSuites;
-using Brindel::Host::ScriptOutcome;
-using Brindel::Host::SuiteFault;
-using Brindel::Host::SuiteRegistry;
+using namespace Brindel::Host;
 
-namespace {
+const std::string kUtility = "AEGP Utility Suite/11", kMemory = "AEGP Memory Suite/1";
 
-const std::string kUtility = "AEGP Utility Suite";
-const std::string kMemory = "AEGP Memory Suite";
-
-// A host that serves the scripting suites and nothing else.
-class RunScript : public ::testing::Test {
-protected:
-    RunScript() { scripting.addTo(registry); }
-
-    std::string run(const char* script) {
-        return RunSriptAndGetStringResult(registry.basicSuite(), script);
-    }
-
-    // Every handle went back and every suite was released.
-    void expectNothingLeft() {
-        EXPECT_EQ(scripting.liveHandles(), 0u);
-        EXPECT_EQ(scripting.unknownHandleUses(), 0);
-        EXPECT_EQ(registry.outstanding(), 0);
-    }
-
-    SuiteRegistry registry;
+TEST(ScriptHelper, ResultTextEndsAtItsZeroAndMissingHandlesGiveEmptyWhileTheOthersAreFreed) {
+    SuiteRegistry registry; // a host that serves the scripting suites and nothing else
     ScriptingSuites scripting;
-};
-
-} // namespace
-
-TEST_F(RunScript, ResultTextComesBackAndBothHandlesAreFreed) {
-    ScriptOutcome outcome;
-    outcome.result = "  12 layers\n";
-    outcome.error = "a warning";
-    scripting.setOutcome(outcome);
-
-    EXPECT_EQ(run("app.project.activeItem.numLayers"), "  12 layers\n");
-    expectNothingLeft();
-    const auto calls = scripting.scripts();
-    ASSERT_EQ(calls.size(), 1u);
-    EXPECT_EQ(calls[0].plugin, 0);
-    EXPECT_EQ(calls[0].script, "app.project.activeItem.numLayers");
-    EXPECT_FALSE(calls[0].platformEncoding);
-    EXPECT_EQ(registry.log(),
-              (std::vector<std::string>{"+" + kUtility + "/11", "+" + kMemory + "/1",
-                                        "-" + kMemory + "/1", "-" + kUtility + "/11"}));
-
-    // The text ends at its terminating zero, not at the handle's size.
-    outcome.result = std::string("first\0second", 12);
-    scripting.setOutcome(outcome);
-    EXPECT_EQ(run("x"), "first");
-    expectNothingLeft();
-}
-
-TEST_F(RunScript, MissingOrFailedHandlesGiveAnEmptyResultAndTheOthersAreFreed) {
-    ScriptOutcome outcome;
-    outcome.result = "value";
-    outcome.error = "SyntaxError";
-
-    outcome.giveResult = false;
-    scripting.setOutcome(outcome);
-    EXPECT_EQ(run("broken("), "");
-    expectNothingLeft();
-
-    outcome.giveResult = true;
-    outcome.giveError = false;
-    scripting.setOutcome(outcome);
-    EXPECT_EQ(run("1"), "value");
-    expectNothingLeft();
-
-    outcome.giveResult = false;
-    outcome.code = A_Err_GENERIC;
-    scripting.setOutcome(outcome);
-    EXPECT_EQ(run("1"), "");
-    expectNothingLeft();
-
-    // The host's code is not looked at: a result handle still counts.
-    outcome.giveResult = true;
-    outcome.giveError = true;
-    scripting.setOutcome(outcome);
-    EXPECT_EQ(run("1"), "value");
-    expectNothingLeft();
-}
-
-TEST_F(RunScript, MissingSuiteThrows13AndReleasesWhatWasAcquiredInReverse) {
-    registry.setFault(kMemory, 1, SuiteFault::Missing);
-    try {
-        run("1");
-        FAIL() << "no exception";
-    } catch (int code) {
-        EXPECT_EQ(code, 13);
+    scripting.addTo(registry);
+    auto run = [&] { return RunSriptAndGetStringResult(registry.basicSuite(), "app.name"); };
+    // The host's code is not looked at: a result handle alone decides.
+    // clang-format off
+    struct Case { bool giveResult, giveError; A_Err code; std::string result, expected; };
+    for (const Case& c : {Case{true, true, A_Err_NONE, "  12 layers\n", "  12 layers\n"}, Case{true, false, A_Err_NONE, std::string("first\0second", 12), "first"},
+                          Case{false, true, A_Err_NONE, "value", ""}, Case{false, false, A_Err_GENERIC, "value", ""}, Case{true, true, A_Err_GENERIC, "value", "value"}}) {
+        // clang-format on
+        ScriptOutcome outcome;
+        outcome.result = c.result, outcome.error = "SyntaxError", outcome.code = c.code;
+        outcome.giveResult = c.giveResult, outcome.giveError = c.giveError;
+        scripting.setOutcome(outcome);
+        registry.clearLog();
+        EXPECT_EQ(run(), c.expected) << c.giveResult << c.giveError << c.code;
+        EXPECT_EQ(registry.log(), (std::vector<std::string>{"+" + kUtility, "+" + kMemory,
+                                                            "-" + kMemory, "-" + kUtility}));
+        EXPECT_TRUE(scripting.liveHandles() == 0 && scripting.unknownHandleUses() == 0 &&
+                    registry.outstanding() == 0);
     }
-    EXPECT_EQ(registry.log(),
-              (std::vector<std::string>{"+" + kUtility + "/11", "-" + kUtility + "/11"}));
-
-    registry.clearFaults();
-    registry.clearLog();
-    registry.setFault(kUtility, 11, SuiteFault::SuccessWithoutSuite);
-    EXPECT_THROW(run("1"), int);
-    EXPECT_TRUE(registry.log().empty());
-
-    EXPECT_TRUE(scripting.scripts().empty());
-    expectNothingLeft();
+    const auto calls = scripting.scripts();
+    ASSERT_EQ(calls.size(), 5u);
+    EXPECT_TRUE(calls[4].plugin == 0 && calls[4].script == "app.name" &&
+                !calls[4].platformEncoding);
+    registry.setFault("AEGP Memory Suite", 1, SuiteFault::Missing); // thrown by its holder
+    EXPECT_THROW(run(), int);
+    EXPECT_EQ(registry.outstanding(), 0);
 }
 
 TEST(ScriptHelper, TrimRemovesOnlyTheWhiteSpaceAtTheEnds) {
-    EXPECT_EQ(TrimStringWhiteSpaces(""), "");
-    EXPECT_EQ(TrimStringWhiteSpaces(" \t\r\n\v\f "), "");
-    EXPECT_EQ(TrimStringWhiteSpaces("plain"), "plain");
-    EXPECT_EQ(TrimStringWhiteSpaces("\n\t a  b\tc \r\n"), "a  b\tc");
-    EXPECT_EQ(TrimStringWhiteSpaces("x "), "x");
-    EXPECT_EQ(TrimStringWhiteSpaces(" x"), "x");
-    // Bytes above 127 (here a UTF-8 no-break space) are not white space to
-    // the default locale.
-    EXPECT_EQ(TrimStringWhiteSpaces("\xC2\xA0x\xC2\xA0"), "\xC2\xA0x\xC2\xA0");
+    // Bytes above 127 (a UTF-8 no-break space) are not white space to the default locale.
+    // clang-format off
+    for (auto [text, trimmed] : std::vector<std::pair<const char*, const char*>>{{"", ""}, {" \t\r\n\v\f ", ""}, {"\n\t a  b\tc \r\n", "a  b\tc"}, {"x ", "x"}, {" x", "x"}, {"\xC2\xA0x\xC2\xA0", "\xC2\xA0x\xC2\xA0"}}) {
+        // clang-format on
+        EXPECT_EQ(TrimStringWhiteSpaces(text), trimmed) << text;
+    }
 }

@@ -1,146 +1,52 @@
-#include "Euler.h"
-
-#include "Mat4.h"
-#include "Quaternion.h"
-
 #include "MathExpect.h"
 
-#include <cmath>
-#include <limits>
 #include <string>
 
-using namespace Brindel::GaussianBlur;
 using namespace MathExpect;
 
+// clang-format off
 namespace {
-
-constexpr double kPi = 3.14159265358979323846;
-constexpr double kGimbalBound = 0.9999989867210388;
-
-struct Order {
-    Euler::RotationOrder order;
-    std::string letters;
-};
-
-const Order kOrders[] = {{Euler::XYZ, "XYZ"}, {Euler::YZX, "YZX"}, {Euler::ZXY, "ZXY"},
-                         {Euler::XZY, "XZY"}, {Euler::YXZ, "YXZ"}, {Euler::ZYX, "ZYX"}};
+const std::pair<Euler::RotationOrder, std::string> kOrders[] = {{Euler::XYZ, "XYZ"}, {Euler::YZX, "YZX"}, {Euler::ZXY, "ZXY"}, {Euler::XZY, "XZY"}, {Euler::YXZ, "YXZ"}, {Euler::ZYX, "ZYX"}};
 
 // The product of the three axis matrices in the order's own letters.
 Mat4 productOf(std::string const& letters, double x, double y, double z) {
-    Mat4 m;
+    Mat4 m, r;
     for (char axis : letters) {
-        Mat4 r;
-        if (axis == 'X') {
-            r.setXRotation(x);
-        } else if (axis == 'Y') {
-            r.setYRotation(y);
-        } else {
-            r.setZRotation(z);
-        }
+        axis == 'X' ? r.setXRotation(x) : axis == 'Y' ? r.setYRotation(y) : r.setZRotation(z);
         m.mult(r);
     }
     return m;
 }
-
-::testing::AssertionResult anglesAre(Euler const& e, double x, double y, double z,
-                                     double tol = 1e-12) {
-    return eachWithin({e.x, e.y, e.z}, {x, y, z}, tol);
-}
-
 } // namespace
 
-TEST(EulerTest, EveryOrderRoundTripsThroughItsMatrixAndItsQuaternion) {
-    for (Order const& o : kOrders) {
-        Mat4 product = productOf(o.letters, 0.3, -0.7, 1.1);
-        Euler e(9, 9, 9, Euler::XYZ), back(0, 0, 0, Euler::Unset);
-        e.setWithMat4(product, o.order);
-        EXPECT_EQ(e.order, o.order);
-        EXPECT_TRUE(anglesAre(e, 0.3, -0.7, 1.1)) << o.letters;
-        // The quaternion of the same angles builds the same matrix, to single
-        // precision, and reads back the same angles.
-        Quaternion q;
-        q.setWithEuler(Euler(0.3, -0.7, 1.1, o.order));
-        Mat4 fromQuaternion;
-        fromQuaternion.setWithQuaternion(q);
-        Mat4 difference = fromQuaternion - product;
-        for (double d : difference.m) {
-            EXPECT_LT(std::fabs(d), 1e-6) << o.letters;
-        }
-        back.setWithQuaternion(q, o.order);
-        EXPECT_TRUE(anglesAre(back, 0.3, -0.7, 1.1, 1e-6)) << o.letters;
-    }
-}
-
-TEST(EulerTest, QuaternionFromEulerIsComputedInSinglePrecision) {
-    Quaternion q;
-    q.setWithEuler(Euler(0.3, -0.7, 1.1, Euler::XYZ));
-    EXPECT_TRUE(is(q, -0.05754, -0.36242, 0.44180, 0.81863, 1e-5));
-    // Every component is a widened float, which a double computation would not give.
-    for (Order const& o : kOrders) {
-        q.setWithEuler(Euler(0.3, -0.7, 1.1, o.order));
-        for (double c : {q.x, q.y, q.z, q.w}) {
-            EXPECT_EQ(c, static_cast<double>(static_cast<float>(c))) << o.letters;
-        }
-    }
-    // Unset gives zero, not the identity; an unknown order leaves the quaternion.
-    q.setWithEuler(Euler(0.3, -0.7, 1.1, Euler::Unset));
-    EXPECT_TRUE(is(q, 0, 0, 0, 0, 0.0));
-    Quaternion kept(0.1, 0.2, 0.3, 0.4);
-    kept.setWithEuler(Euler(0.3, -0.7, 1.1, static_cast<Euler::RotationOrder>(7)));
-    EXPECT_TRUE(kept == Quaternion(0.1, 0.2, 0.3, 0.4));
-}
-
-TEST(EulerTest, GimbalBoundIsTheSinglePrecisionValueAndPasses) {
-    // Regular: x = atan2(0.5, 0.5), z = atan2(0.5, 0.5). Gimbal: x = atan2(1, 0), z = 0.
-    auto read = [](double pivot) {
-        Mat4 m(false);
-        m.m[8] = pivot;
-        m.m[9] = -0.5, m.m[10] = 0.5, m.m[4] = -0.5, m.m[0] = 0.5, m.m[6] = 1.0;
-        Euler e;
-        e.setWithMat4(m, Euler::XYZ);
-        return e;
-    };
-    Euler below = read(std::nextafter(kGimbalBound, 0.0)), at = read(kGimbalBound);
-    EXPECT_TRUE(eachWithin({below.x, below.z}, {kPi / 4, kPi / 4}));
-    EXPECT_TRUE(eachWithin({at.x, at.z}, {kPi / 2, 0.0}, 0.0));
-    EXPECT_EQ(read(0.99999899).z, 0.0); // above the float bound, below the double 0.999999
-    EXPECT_EQ(read(1.0 + 1e-15).y, std::asin(1.0)); // clamped before asin
-    Euler bad = read(std::numeric_limits<double>::quiet_NaN());
-    EXPECT_TRUE(std::isnan(bad.y) && bad.z == 0.0);
-}
-
-TEST(EulerTest, GimbalLockGivesTheWholeTurnToOneOuterAngle) {
-    Euler e;
-    e.setWithMat4(productOf("XYZ", 0.4, kPi / 2, -0.3), Euler::XYZ);
-    EXPECT_TRUE(anglesAre(e, 0.1, kPi / 2, 0.0));
-    for (Order const& o : kOrders) {
+TEST(EulerTest, EveryOrderRoundTripsThroughItsMatrixAndItsSinglePrecisionQuaternion) {
+    for (auto const& [order, letters] : kOrders) {
         double angles[3] = {0.4, 0.4, 0.4};
-        angles[o.letters[1] - 'X'] = -kPi / 2; // lock the middle angle
-        Mat4 m = productOf(o.letters, angles[0], angles[1], angles[2]);
-        e.setWithMat4(m, o.order);
-        EXPECT_TRUE(productOf(o.letters, e.x, e.y, e.z) == m) << o.letters;
+        angles[letters[1] - 'X'] = -kPi / 2; // the middle angle in gimbal lock
+        Mat4 product = productOf(letters, 0.3, -0.7, 1.1), locked = productOf(letters, angles[0], angles[1], angles[2]);
+        Quaternion q = after(Quaternion(), [&](Quaternion& r) { r.setWithEuler(Euler(0.3, -0.7, 1.1, order)); });
+        Euler e = after(Euler(9, 9, 9, Euler::XYZ), [&](Euler& r) { r.setWithMat4(product, order); }), lock = after(e, [&](Euler& r) { r.setWithMat4(locked, order); });
+        expectRows({ROW(e, 1e-12, 0.3, -0.7, 1.1), SAME(after(Mat4(), [&q](Mat4& m) { m.setWithQuaternion(q); }), product, 1e-6),
+                    ROW(after(e, [&](Euler& r) { r.setWithQuaternion(q, order); }), 1e-6, 0.3, -0.7, 1.1), ROW(q.x == double(float(q.x)) && q.w == double(float(q.w)), 0.0, 1),
+                    SAME(productOf(letters, lock.x, lock.y, lock.z), locked, 1e-12)});
     }
 }
 
-TEST(EulerTest, UnsetKeepsTheObjectsOrderAndUnknownOrdersAreStoredAlone) {
+TEST(EulerTest, GimbalBoundUnsetAndUnknownOrdersKeepWhatTheyShould) {
+    auto read = [](double pivot) { // regular: x = z = atan2(0.5, 0.5); locked: x = atan2(1, 0), z = 0
+        Mat4 m(false);
+        m.m[8] = pivot, m.m[9] = -0.5, m.m[10] = 0.5, m.m[4] = -0.5, m.m[0] = 0.5, m.m[6] = 1.0;
+        return after(Euler(), [&m](Euler& e) { e.setWithMat4(m, Euler::XYZ); });
+    };
     Mat4 m = productOf("ZXY", 0.3, -0.7, 1.1);
-    Euler zxy(0, 0, 0, Euler::ZXY), unset(1, 2, 3, Euler::Unset), seven(1, 2, 3, Euler::XYZ);
-    zxy.setWithMat4(m, Euler::Unset);
-    EXPECT_EQ(zxy.order, Euler::ZXY);
-    EXPECT_TRUE(anglesAre(zxy, 0.3, -0.7, 1.1));
-    unset.setWithMat4(m, Euler::Unset);
-    EXPECT_TRUE(unset.order == Euler::Unset && anglesAre(unset, 1, 2, 3, 0.0));
-    seven.setWithMat4(m, static_cast<Euler::RotationOrder>(7));
-    EXPECT_TRUE(static_cast<int>(seven.order) == 7 && anglesAre(seven, 1, 2, 3, 0.0));
-    zxy.set(7, 8, 9, Euler::Unset);
-    EXPECT_EQ(zxy.order, Euler::ZXY);
-    EXPECT_EQ(static_cast<int>(Euler::XZY), 4);
+    Euler below = read(std::nextafter(0.9999989867210388, 0.0)), at = read(0.9999989867210388);
+    expectRows({
+        ROW(Vec2(below.x, below.z), 1e-12, kPi / 4, kPi / 4),
+        ROW(Vec2(at.x, at.z), 0.0, kPi / 2, 0), // the bound is the float 0.999999 and passes
+        ROW(read(1.0 + 1e-15).y, 0.0, kPi / 2), // clamped before asin
+        ROW(after(Euler(0, 0, 0, Euler::ZXY), [&m](Euler& e) { e.setWithMat4(m, Euler::Unset); }), 1e-12, 0.3, -0.7, 1.1),
+        ROW(after(Euler(1, 2, 3, Euler::Unset), [&m](Euler& e) { e.setWithMat4(m, Euler::Unset); }), 0.0, 1, 2, 3),
+        ROW(after(Quaternion(), [](Quaternion& q) { q.setWithEuler(Euler(0.3, -0.7, 1.1, Euler::Unset)); }), 0.0, 0, 0, 0, 0),
+    });
 }
-
-TEST(EulerTest, EqualityBoundsEachAngleAndRequiresTheSameOrder) {
-    EXPECT_FALSE(Euler(1, 2, 3, Euler::XYZ) == Euler(1, 2, 3, Euler::ZYX));
-    EXPECT_TRUE(Euler(0, 0, 0, Euler::XYZ) == Euler(1e-12, -1e-12, 0, Euler::XYZ));
-    EXPECT_FALSE(Euler(0, 0, 0, Euler::XYZ) == Euler(0, 0, 2e-12, Euler::XYZ));
-    double nan = std::numeric_limits<double>::quiet_NaN();
-    EXPECT_FALSE(Euler(nan, 0, 0, Euler::XYZ) == Euler(nan, 0, 0, Euler::XYZ));
-}
+// clang-format on

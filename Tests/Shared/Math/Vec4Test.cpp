@@ -1,87 +1,26 @@
-#include "Vec4.h"
-
 #include "MathExpect.h"
 
-#include <cmath>
-
-using namespace Brindel::GaussianBlur;
 using namespace MathExpect;
 
+// clang-format off
 namespace {
-
-constexpr double kHalfPi = 1.57079632679489661923;
-
-// Angle of a result that lies in the x-y plane.
-double planeAngle(Vec4 const& v) {
-    return std::atan2(v.y, v.x);
-}
-
+double planeAngle(Vec4 const& v) { return std::atan2(v.y, v.x); }
+Vec4 oneMinusC(double d) { return Vec4(1 - d, std::sqrt(1 - (1 - d) * (1 - d)), 0, 0); }
 } // namespace
 
-TEST(Vec4Test, EqualityBoundsTheSquaredDistanceStrictly) {
-    Vec4 zero;
-    EXPECT_TRUE(zero == Vec4(1e-13, 0.0, 0.0, 0.0));
-    // Equal per component under Vec2 and Vec3, not here: 1e-24 is not below 1e-24.
-    EXPECT_FALSE(zero == Vec4(1e-12, 0.0, 0.0, 0.0));
-    EXPECT_TRUE(zero != Vec4(1e-12, 0.0, 0.0, 0.0));
-    // A distance: each component is below 1e-12, the distance is not.
-    EXPECT_FALSE(zero == Vec4(8e-13, 8e-13, 0.0, 0.0));
-    EXPECT_FALSE(zero.equal(Vec4(2e-12, 0.0, 0.0, 0.0), 2e-12));
-    Vec4 v;
-    v.normalize();
-    EXPECT_TRUE(is(v, 1.0, 0.0, 0.0, 0.0, 0.0));
+TEST(Vec4Test, LerpTurnsOnTheShortArcWithSinglePrecisionWeights) {
+    Vec4 x(1, 0, 0, 0), y(0, 1, 0, 0), zero;
+    Vec4 spherical = oneMinusC(0.0099999998), linear = oneMinusC(0.0099999997); // 0.01f lies between
+    double s = planeAngle(spherical), l = planeAngle(linear);
+    expectRows({
+        ROW(Vec4::lerp(Vec4(3, 0, 0, 0), Vec4(0, 0, 0, -7), 1.0), 0.0, 0, 0, 0, -7), // the ends untouched
+        ROW(planeAngle(Vec4::lerp(x, Vec4(-std::sqrt(0.5), std::sqrt(0.5), 0, 0), 0.5)), 1e-6, -kPi / 8),
+        ROW(planeAngle(Vec4::lerp(x, y, 0.3)), 1e-6, 0.15 * kPi),
+        ROW(planeAngle(Vec4::lerp(x, spherical, 0.25)), 1e-6, 0.25 * s),
+        ROW(planeAngle(Vec4::lerp(x, linear, 0.25)), 1e-12, std::atan2(0.25 * std::sin(l), 0.75 + 0.25 * std::cos(l))),
+        // Squared distance below 1e-24, strictly.
+        ROW(zero == Vec4(8e-13, 8e-13, 0, 0), 0.0, 0),
+        ROW(zero != Vec4(1e-12, 0, 0, 0), 0.0, 1),
+    });
 }
-
-TEST(Vec4Test, LerpReturnsTheEndsUntouchedAndUnitVectorsBetween) {
-    Vec4 a(3.0, 0.0, 0.0, 0.0), b(0.0, 0.0, 0.0, -7.0);
-    EXPECT_TRUE(is(Vec4::lerp(a, b, 0.0), 3.0, 0.0, 0.0, 0.0, 0.0));
-    EXPECT_TRUE(is(Vec4::lerp(a, b, 1.0), 0.0, 0.0, 0.0, -7.0, 0.0));
-    EXPECT_TRUE(is(Vec4::lerp(a, a, 0.5), 1.0, 0.0, 0.0, 0.0));
-    EXPECT_TRUE(is(Vec4::lerp(Vec4(1, 0, 0, 0), Vec4(0, 1, 0, 0), 0.5), 0.7071067811865475,
-                   0.7071067811865475, 0.0, 0.0));
-    // Opposite directions: b is turned round and the two become parallel.
-    EXPECT_TRUE(is(Vec4::lerp(Vec4(2, 0, 0, 0), Vec4(-2, 0, 0, 0), 0.25), 1, 0, 0, 0));
-    // An obtuse pair takes the short way round, through the negated b.
-    Vec4 obtuse = Vec4::lerp(Vec4(1, 0, 0, 0), Vec4(-std::sqrt(0.5), std::sqrt(0.5), 0, 0), 0.5);
-    EXPECT_NEAR(planeAngle(obtuse), -kHalfPi / 4.0, 1e-6);
-    EXPECT_TRUE(std::isnan(Vec4::lerp(Vec4(), Vec4(1, 0, 0, 0), 0.5).x));
-}
-
-TEST(Vec4Test, LerpWeightsAreSinglePrecision) {
-    // The weights as described, each step rounded to float; the common
-    // factor 1/sin(theta) cancels in the final normalisation.
-    for (double angle : {0.3, 1.0, kHalfPi, 2.5}) {
-        Vec4 a(1.0, 0.0, 0.0, 0.0), b(std::cos(angle), std::sin(angle), 0.0, 0.0);
-        Vec4 target = angle > kHalfPi ? b.negate() : b;
-        double theta = static_cast<double>(std::acos(static_cast<float>(a.dot(target))));
-        for (double t : {0.1, 0.3, 0.7, 1.5}) {
-            double wa = static_cast<double>(std::sin(static_cast<float>((1.0 - t) * theta)));
-            double wb = static_cast<double>(std::sin(static_cast<float>(theta * t)));
-            Vec4 expected = a * wa + target * wb;
-            expected.normalize();
-            EXPECT_TRUE(is(Vec4::lerp(a, b, t), expected.x, expected.y, 0, 0, 1e-15));
-        }
-    }
-    // Double-precision weights would land on the exact great-circle point.
-    double off =
-        std::fabs(planeAngle(Vec4::lerp(Vec4(1, 0, 0, 0), Vec4(0, 1, 0, 0), 0.3)) - 0.3 * kHalfPi);
-    EXPECT_TRUE(off > 1e-9 && off < 1e-6);
-}
-
-TEST(Vec4Test, LerpSwitchesToLinearWeightsBelowTheSinglePrecisionBound) {
-    // 1 - c between 0.01 as a float (0.009999999776...) and 0.01 as a double
-    // takes the spherical weights; just below the float bound, the linear ones.
-    double t = 0.25, theta = 0.0;
-    auto run = [t, &theta](double oneMinusC) {
-        double c = 1.0 - oneMinusC;
-        Vec4 b(c, std::sqrt(1.0 - c * c), 0.0, 0.0);
-        theta = planeAngle(b);
-        return planeAngle(Vec4::lerp(Vec4(1, 0, 0, 0), b, t));
-    };
-    double spherical = run(0.0099999998);
-    EXPECT_NEAR(spherical, t * theta, 1e-6);
-    double linear = run(0.0099999997);
-    double linearAngle = std::atan2(t * std::sin(theta), (1.0 - t) + t * std::cos(theta));
-    EXPECT_NEAR(linear, linearAngle, 1e-12);
-    EXPECT_GT(std::fabs(linearAngle - t * theta), 1e-5); // the two rules are told apart
-}
+// clang-format on
