@@ -11,6 +11,8 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
+#include <sstream>
 #include <stdexcept>
 
 extern char** environ;
@@ -103,6 +105,11 @@ ChildProcess::Result ChildProcess::Run(const std::vector<std::string>& words,
     ChildProcess child(words, folder, environment, file);
     ::close(file);
     return child.wait();
+}
+
+std::vector<std::string> ChildProcess::Words(const std::string& line) {
+    std::istringstream in(line);
+    return {std::istream_iterator<std::string>(in), std::istream_iterator<std::string>()};
 }
 
 void ChildProcess::send(const std::string& bytes) {

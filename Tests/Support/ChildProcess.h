@@ -35,6 +35,9 @@ public:
                       const std::string& input = "",
                       const std::vector<std::string>& environment = {});
 
+    /// The words of a command line split at spaces, as a shell splits one without quotes.
+    static std::vector<std::string> Words(const std::string& line);
+
     bool started() const { return mPid > 0; }
     void send(const std::string& bytes);
     void closeInput();

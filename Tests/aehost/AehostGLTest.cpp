@@ -12,9 +12,7 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
-#include <iterator>
 #include <map>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -32,11 +30,6 @@ using Brindel::Testing::ScratchFolder;
 
 namespace {
 
-std::vector<std::string> Words(const std::string& line) {
-    std::istringstream in(line);
-    return {std::istream_iterator<std::string>(in), std::istream_iterator<std::string>()};
-}
-
 bool Has(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
 }
@@ -46,7 +39,7 @@ protected:
     // aehost with `arguments`, words split at spaces, in the test's folder.
     ChildProcess::Result run(const std::string& arguments, const std::string& input = "",
                              const std::vector<std::string>& environment = {}) {
-        std::vector<std::string> words = Words(arguments);
+        std::vector<std::string> words = ChildProcess::Words(arguments);
         words.insert(words.begin(), AEHOST_PATH);
         return ChildProcess::Run(words, dir.path(), input, environment);
     }
@@ -357,7 +350,7 @@ TEST_F(Aehost, EachRunEndsWithItsStatusAndSaysWhyAndAFailedOneLeavesTheFilesAsTh
     };
     for (const Case& c : cases) {
         const std::map<std::string, std::string> before = listing();
-        std::vector<std::string> words = Words(c.arguments);
+        std::vector<std::string> words = ChildProcess::Words(c.arguments);
         words.insert(words.begin(), AEHOST_PATH);
         ChildProcess::Result r;
         if (c.how == In::File) {
