@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -40,22 +41,17 @@ ChildProcess::ChildProcess(const std::vector<std::string>& words,
     for (const std::string& word : words) {
         argv.push_back(const_cast<char*>(word.c_str()));
     }
-    argv.push_back(nullptr);
     for (char** variable = environ; *variable != nullptr; ++variable) {
-        const char* equals = std::strchr(*variable, '=');
-        bool replaced = false;
-        for (const std::string& added : environment) {
-            replaced = replaced ||
-                       (equals != nullptr && added.compare(0, equals - *variable + 1, *variable,
-                                                           equals - *variable + 1) == 0);
-        }
-        if (!replaced) {
+        const std::string name(*variable, std::strcspn(*variable, "=") + 1);
+        if (std::none_of(environment.begin(), environment.end(),
+                         [&](const std::string& added) { return added.rfind(name, 0) == 0; })) {
             envp.push_back(*variable);
         }
     }
     for (const std::string& added : environment) {
         envp.push_back(const_cast<char*>(added.c_str()));
     }
+    argv.push_back(nullptr);
     envp.push_back(nullptr);
     int in[2] = {-1, -1}, out[2], err[2];
     if ((input < 0 && ::pipe2(in, O_CLOEXEC) != 0) || ::pipe2(out, O_CLOEXEC) != 0 ||

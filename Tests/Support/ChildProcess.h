@@ -38,7 +38,6 @@ public:
     /// The words of a command line split at spaces, as a shell splits one without quotes.
     static std::vector<std::string> Words(const std::string& line);
 
-    bool started() const { return mPid > 0; }
     void send(const std::string& bytes);
     void closeInput();
     /// Standard output until it holds `size` bytes or ends, or nothing comes for a minute.
