@@ -45,19 +45,16 @@ std::string Bytes(const std::vector<uint32_t>& words) {
 class Frei0rModule {
 public:
     Frei0rModule() : mHandle(dlopen(BRIDGE_PATH, RTLD_NOW | RTLD_LOCAL)) {
-        if (mHandle == nullptr) {
-            ADD_FAILURE() << dlerror();
-            return;
-        }
-        resolve(init, "f0r_init");
-        resolve(deinit, "f0r_deinit");
-        resolve(pluginInfo, "f0r_get_plugin_info");
-        resolve(paramInfo, "f0r_get_param_info");
-        resolve(construct, "f0r_construct");
-        resolve(destruct, "f0r_destruct");
-        resolve(setParam, "f0r_set_param_value");
-        resolve(getParam, "f0r_get_param_value");
-        resolve(update, "f0r_update");
+        EXPECT_NE(mHandle, nullptr) << dlerror();
+#define RESOLVE(name)                                                                              \
+    name = mHandle ? reinterpret_cast<decltype(name)>(dlsym(mHandle, "f0r_" #name)) : nullptr;     \
+    EXPECT_NE(name, nullptr) << #name;
+        // clang-format off
+        RESOLVE(init) RESOLVE(deinit) RESOLVE(get_plugin_info) RESOLVE(get_param_info)
+        RESOLVE(construct) RESOLVE(destruct) RESOLVE(set_param_value) RESOLVE(get_param_value)
+        RESOLVE(update)
+        // clang-format on
+#undef RESOLVE
     }
     ~Frei0rModule() {
         if (mHandle != nullptr) {
@@ -67,11 +64,23 @@ public:
     Frei0rModule(const Frei0rModule&) = delete;
     Frei0rModule& operator=(const Frei0rModule&) = delete;
 
-    bool loaded() const { return mHandle != nullptr && update != nullptr; }
+    decltype(&f0r_init) init;
+    decltype(&f0r_deinit) deinit;
+    decltype(&f0r_get_plugin_info) get_plugin_info;
+    decltype(&f0r_get_param_info) get_param_info;
+    decltype(&f0r_construct) construct;
+    decltype(&f0r_destruct) destruct;
+    decltype(&f0r_set_param_value) set_param_value;
+    decltype(&f0r_get_param_value) get_param_value;
+    decltype(&f0r_update) update;
+
+    bool loaded() const {
+        return mHandle != nullptr && update != nullptr;
+    }
     f0r_instance_t make(unsigned width, unsigned height, double blurScale) {
         f0r_instance_t instance = construct(width, height);
         EXPECT_NE(instance, nullptr);
-        setParam(instance, &blurScale, 0);
+        set_param_value(instance, &blurScale, 0);
         return instance;
     }
     // A frame through `instance`, into a frame of its own.
@@ -82,22 +91,7 @@ public:
         return Bytes(out);
     }
 
-    decltype(&f0r_init) init = nullptr;
-    decltype(&f0r_deinit) deinit = nullptr;
-    decltype(&f0r_get_plugin_info) pluginInfo = nullptr;
-    decltype(&f0r_get_param_info) paramInfo = nullptr;
-    decltype(&f0r_construct) construct = nullptr;
-    decltype(&f0r_destruct) destruct = nullptr;
-    decltype(&f0r_set_param_value) setParam = nullptr;
-    decltype(&f0r_get_param_value) getParam = nullptr;
-    decltype(&f0r_update) update = nullptr;
-
 private:
-    template <typename F> void resolve(F& function, const char* name) {
-        function = reinterpret_cast<F>(dlsym(mHandle, name));
-        EXPECT_NE(function, nullptr) << name;
-    }
-
     void* mHandle;
 };
 
@@ -130,13 +124,13 @@ protected:
 
 TEST_F(Frei0rBridge, DescribesOneDoubleParameterAndKeepsItsValueWithinZeroToOne) {
     f0r_plugin_info_t info{};
-    module.pluginInfo(&info);
+    module.get_plugin_info(&info);
     EXPECT_EQ(info.plugin_type, F0R_PLUGIN_TYPE_FILTER);
     EXPECT_EQ(info.color_model, F0R_COLOR_MODEL_RGBA8888);
     EXPECT_EQ(info.frei0r_version, FREI0R_MAJOR_VERSION);
     EXPECT_EQ(info.num_params, 1);
     f0r_param_info_t param{};
-    module.paramInfo(&param, 0);
+    module.get_param_info(&param, 0);
     EXPECT_STREQ(param.name, "Blur Scale");
     EXPECT_EQ(param.type, F0R_PARAM_DOUBLE);
 
@@ -144,7 +138,7 @@ TEST_F(Frei0rBridge, DescribesOneDoubleParameterAndKeepsItsValueWithinZeroToOne)
     ASSERT_NE(instance, nullptr);
     instances.push_back(instance);
     double value = -1.0;
-    module.getParam(instance, &value, 0);
+    module.get_param_value(instance, &value, 0);
     EXPECT_EQ(value, 0.0) << "the effect's own default, no blur";
 
     const double nan = std::numeric_limits<double>::quiet_NaN();
@@ -152,8 +146,8 @@ TEST_F(Frei0rBridge, DescribesOneDoubleParameterAndKeepsItsValueWithinZeroToOne)
         {0.1667, 0.1667}, {1.0, 1.0}, {1.5, 1.0}, {nan, 1.0}, {-0.25, 0.0}};
     for (const auto& [set, got] : setAndGot) {
         double in = set;
-        module.setParam(instance, &in, 0);
-        module.getParam(instance, &value, 0);
+        module.set_param_value(instance, &in, 0);
+        module.get_param_value(instance, &value, 0);
         EXPECT_EQ(value, got) << "after setting " << set;
     }
 
@@ -290,23 +284,17 @@ int PassThroughStatus(const char* plugin) {
     return same ? 0 : 1;
 }
 
-// In a process of its own, so that the messages of the process are this
-// case's, which `says` matches whole.
-void ExpectPassThrough(const char* plugin, const char* says) {
+// Each case in a process of its own, so that the messages of the process are
+// its own, which the pattern matches whole.
+TEST(Frei0rBridgeFailing, MissingPluginOrEffectErrorPassesFramesThroughSayingWhy) {
     ::testing::FLAGS_gtest_death_test_style = "threadsafe";
-    EXPECT_EXIT(std::exit(PassThroughStatus(plugin)), ::testing::ExitedWithCode(0), says);
-}
-
-TEST(Frei0rBridgeFailing, MissingPluginPassesFramesThroughAndSaysSoOnce) {
-    ExpectPassThrough("/nonexistent/GaussianBlur.so",
-                      "^gaussian_blur: [^;]*; frames pass through unchanged\n$");
-}
-
-TEST(Frei0rBridgeFailing, EffectErrorPassesEachFrameThroughWithALineNamingTheError) {
-    ExpectPassThrough(SCRIBBLING_EFFECT_PATH,
-                      "^(gaussian_blur: the effect failed inside \\(a GL error or a damaged "
-                      "state\\): smart render returned PF_Err 512; the frame passes through "
-                      "unchanged\n){4}$");
+    EXPECT_EXIT(std::exit(PassThroughStatus("/nonexistent/GaussianBlur.so")),
+                ::testing::ExitedWithCode(0),
+                "^gaussian_blur: [^;]*; frames pass through unchanged\n$");
+    EXPECT_EXIT(std::exit(PassThroughStatus(SCRIBBLING_EFFECT_PATH)), ::testing::ExitedWithCode(0),
+                "^(gaussian_blur: the effect failed inside \\(a GL error or a damaged "
+                "state\\): smart render returned PF_Err 512; the frame passes through "
+                "unchanged\n){4}$");
 }
 
 // Runs `child` in a forked process with its standard error in `errors`; its
