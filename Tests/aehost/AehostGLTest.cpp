@@ -223,7 +223,8 @@ TEST_F(Aehost, EachRunEndsWithItsStatusAndSaysWhyAndAFailedOneLeavesTheFilesAsTh
         {"aehost --frobnicate", 2, "unknown option '--frobnicate'", "^$"},
         {"aehost --blur 99", 2, "^aehost: --blur 99 is outside Blur Scale's range 0 to 60\ntry 'aehost --help'\n$", "^$"},
         {"aehost --raw 64x64 --blur 61 in.argb keep.argb", 2, "range 0 to 60", "^$"},
-        {"aehost --raw 64x64 --plugin ./in.argb in.argb keep.argb", 2, "cannot load plug-in ./in.argb", "^$"},
+        {"aehost --raw 64x64 --plugin ./nowhere.so in.argb keep.argb", 2, "cannot load plug-in ./nowhere.so: .*No such file", "^$"},
+        {"aehost --plugin libm.so.6", 2, "libm.so.6 has no EntryPointFunc", "^$"},
         {"aehost --plugin ./failing.so", 3, "PF_Cmd_GLOBAL_SETUP returned PF_Err 4", "^$"},
         {"aehost --raw 64x64 folder keep.argb", 2, "cannot read folder: Is a directory", "^$"},
         {"aehost folder keep.png", 2, "cannot read image folder: Is a directory", "^$"},
@@ -286,6 +287,11 @@ TEST_F(Aehost, RendersANumberedSequenceOrTheRangeAsked) {
     EXPECT_EQ(listing().size(), 13u) << "in/ and all/ with 4 frames each, range/ with 2";
     EXPECT_TRUE(fs::exists(dir / "range/frame.0002.exr") &&
                 fs::exists(dir / "range/frame.0003.exr"));
+    // Written under a temporary name, but not with a temporary file's private mode.
+    const mode_t mask = ::umask(0);
+    ::umask(mask);
+    EXPECT_EQ(fs::status(dir / "range/frame.0002.exr").permissions() & fs::perms::all,
+              static_cast<fs::perms>(0666 & ~mask));
 }
 
 TEST_F(Aehost, PeakMemoryStaysFlatOverLongStreamsAndGrowsPerThreadOnlyByItsContexts) {
