@@ -37,11 +37,11 @@ class AehostMedia : public ::testing::Test {
 protected:
     // `script` run by bash in the test's folder with aehost on the path; it must succeed.
     std::string shell(const std::string& script) {
-        const std::string path =
-            std::string(AEHOST_PATH).substr(0, std::string(AEHOST_PATH).rfind('/'));
+        const char* path = std::getenv("PATH");
         const ChildProcess::Result r =
             ChildProcess::Run({"bash", "-c", "set -eo pipefail\n" + script}, dir.path(), "",
-                              {"PATH=" + path + ":" + std::getenv("PATH")});
+                              {"PATH=" + std::filesystem::path(AEHOST_PATH).parent_path().string() +
+                               ":" + (path ? path : "/usr/bin:/bin")});
         EXPECT_EQ(r.status, 0) << script << r.err;
         return r.out;
     }
