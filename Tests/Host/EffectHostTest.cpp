@@ -44,18 +44,17 @@ const void* Acquire(EffectHost& host, const char* name, int version) {
 TEST(EffectHost, EveryTableItHandsOutHasEverySlotFilled) {
     EffectHost host(BRINDEL_PLUGIN_PATH);
     PF_InData& in = host.inData();
-    EXPECT_EQ(NullSlots(&in.inter, offsetof(PF_InteractCallbacks, reserved_str) / sizeof(void*)),
-              std::vector<size_t>{});
-    EXPECT_EQ(NullSlots(in.utils, offsetof(PF_UtilCallbacks, ansi) / sizeof(void*)),
-              std::vector<size_t>{});
-    EXPECT_EQ(NullSlots(&in.utils->ansi, offsetof(PF_ANSICallbacks, ansi_procs) / sizeof(void*)),
-              std::vector<size_t>{});
-    EXPECT_EQ(NullSlots(&in.utils->colorCB, (offsetof(PF_UtilCallbacks, reserved) -
-                                             offsetof(PF_UtilCallbacks, colorCB)) /
-                                                sizeof(void*)),
-              std::vector<size_t>{});
-    EXPECT_EQ(NullSlots(in.pica_basicP, sizeof(SPBasicSuite) / sizeof(void*)),
-              std::vector<size_t>{});
+    const std::pair<const void*, size_t> tables[] = {
+        {&in.inter, offsetof(PF_InteractCallbacks, reserved_str)},
+        {in.utils, offsetof(PF_UtilCallbacks, ansi)},
+        {&in.utils->ansi, offsetof(PF_ANSICallbacks, ansi_procs)},
+        {&in.utils->colorCB,
+         offsetof(PF_UtilCallbacks, reserved) - offsetof(PF_UtilCallbacks, colorCB)},
+        {in.pica_basicP, sizeof(SPBasicSuite)},
+    };
+    for (const auto& [table, bytes] : tables) {
+        EXPECT_EQ(NullSlots(table, bytes / sizeof(void*)), std::vector<size_t>{}) << table;
+    }
 
     const struct {
         const char* name;

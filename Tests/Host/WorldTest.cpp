@@ -12,11 +12,7 @@ using Brindel::Host::World;
 TEST(World, ViewDescribesTheCallersPixelsAndRefusesRowsShorterThanThePixels) {
     std::vector<uint8_t> frame(3 * 20);
     World view(4, 3, PF_PixelFormat_ARGB32, 20, frame.data());
-    EXPECT_EQ(view.effectWorld()->data, reinterpret_cast<PF_PixelPtr>(frame.data()));
-    EXPECT_EQ(view.rowbytes(), 20);
     EXPECT_EQ(view.row(2), frame.data() + 40);
-    EXPECT_EQ(view.effectWorld()->width, 4);
-    EXPECT_EQ(view.effectWorld()->height, 3);
     EXPECT_TRUE(view.effectWorld()->world_flags & PF_WorldFlag_WRITEABLE);
 
     EXPECT_THROW(World(4, 3, PF_PixelFormat_ARGB32, 15, frame.data()), std::invalid_argument);

@@ -20,7 +20,7 @@
  *                       calls writes, so shells and wrappers around it do not
  *
  * A test linked against nothing of this can arm it in-process through
- * gpu_fault_arm, found with dlsym, when the library was preloaded.
+ * gpu_fault_arm and ask gpu_fault_fired, found with dlsym, when the library was preloaded.
  */
 #define _GNU_SOURCE
 #include <EGL/egl.h>
@@ -107,11 +107,6 @@ EXPORT int gpu_fault_arm(const char* name, long n) {
     return 1;
 }
 
-EXPORT long gpu_fault_count(const char* name) {
-    const int c = ClassOf(name, strlen(name));
-    return c < 0 ? -1 : atomic_load(&sCounts[c]);
-}
-
 EXPORT int gpu_fault_fired(void) {
     return atomic_load(&sFired);
 }
@@ -171,59 +166,34 @@ EXPORT EGLContext eglCreateContext(EGLDisplay display, EGLConfig config, EGLCont
     return real(display, config, share, attributes);
 }
 
-/* The real GL entry points, resolved through the real glXGetProcAddress. */
-static void (*sTexImage2D)(GLenum, GLint, GLint, GLsizei, GLsizei, GLint, GLenum, GLenum,
-                           const void*);
-static void (*sTexStorage2D)(GLenum, GLsizei, GLenum, GLsizei, GLsizei);
-static void (*sRenderbufferStorage)(GLenum, GLenum, GLsizei, GLsizei);
-static void (*sRenderbufferStorageMultisample)(GLenum, GLsizei, GLenum, GLsizei, GLsizei);
-static void (*sBufferData)(GLenum, GLsizeiptr, const void*, GLenum);
-static GLenum (*sGetError)(void);
-
-static void TexImage2D(GLenum target, GLint level, GLint internalFormat, GLsizei width,
-                       GLsizei height, GLint border, GLenum format, GLenum type,
-                       const void* pixels) {
-    if (Fails(Storage, "glTexImage2D")) {
-        LeaveOutOfMemory();
-        return;
+/* Each storage call: the real one, resolved through the real glXGetProcAddress, and a wrapper
+ * that fails it when its turn comes. */
+#define STORAGE(Name, Parameters, Arguments)                                                       \
+    static void(*sReal##Name) Parameters;                                                          \
+    static void Name Parameters {                                                                  \
+        if (Fails(Storage, "gl" #Name)) {                                                          \
+            LeaveOutOfMemory();                                                                    \
+            return;                                                                                \
+        }                                                                                          \
+        sReal##Name Arguments;                                                                     \
     }
-    sTexImage2D(target, level, internalFormat, width, height, border, format, type, pixels);
-}
+STORAGE(TexImage2D,
+        (GLenum target, GLint level, GLint internalFormat, GLsizei width, GLsizei height,
+         GLint border, GLenum format, GLenum type, const void* pixels),
+        (target, level, internalFormat, width, height, border, format, type, pixels))
+STORAGE(TexStorage2D,
+        (GLenum target, GLsizei levels, GLenum internalFormat, GLsizei width, GLsizei height),
+        (target, levels, internalFormat, width, height))
+STORAGE(RenderbufferStorage, (GLenum target, GLenum internalFormat, GLsizei width, GLsizei height),
+        (target, internalFormat, width, height))
+STORAGE(RenderbufferStorageMultisample,
+        (GLenum target, GLsizei samples, GLenum internalFormat, GLsizei width, GLsizei height),
+        (target, samples, internalFormat, width, height))
+STORAGE(BufferData, (GLenum target, GLsizeiptr size, const void* data, GLenum usage),
+        (target, size, data, usage))
+#undef STORAGE
 
-static void TexStorage2D(GLenum target, GLsizei levels, GLenum internalFormat, GLsizei width,
-                         GLsizei height) {
-    if (Fails(Storage, "glTexStorage2D")) {
-        LeaveOutOfMemory();
-        return;
-    }
-    sTexStorage2D(target, levels, internalFormat, width, height);
-}
-
-static void RenderbufferStorage(GLenum target, GLenum internalFormat, GLsizei width,
-                                GLsizei height) {
-    if (Fails(Storage, "glRenderbufferStorage")) {
-        LeaveOutOfMemory();
-        return;
-    }
-    sRenderbufferStorage(target, internalFormat, width, height);
-}
-
-static void RenderbufferStorageMultisample(GLenum target, GLsizei samples, GLenum internalFormat,
-                                           GLsizei width, GLsizei height) {
-    if (Fails(Storage, "glRenderbufferStorageMultisample")) {
-        LeaveOutOfMemory();
-        return;
-    }
-    sRenderbufferStorageMultisample(target, samples, internalFormat, width, height);
-}
-
-static void BufferData(GLenum target, GLsizeiptr size, const void* data, GLenum usage) {
-    if (Fails(Storage, "glBufferData")) {
-        LeaveOutOfMemory();
-        return;
-    }
-    sBufferData(target, size, data, usage);
-}
+static GLenum (*sRealGetError)(void);
 
 static GLenum GetError(void) {
     GLenum error = 0;
@@ -233,7 +203,7 @@ static GLenum GetError(void) {
         sPendingError = 0;
     }
     pthread_mutex_unlock(&sPendingLock);
-    return error != 0 ? error : sGetError();
+    return error != 0 ? error : sRealGetError();
 }
 
 /* The wrapper for `name`, with the real function stored, or the real address itself. */
@@ -241,42 +211,30 @@ static Proc Wrapped(const char* name, Proc address) {
     if (address == NULL) {
         return NULL;
     }
-#define WRAP(glName, slot, wrapper)                                                                \
-    if (strcmp(name, glName) == 0) {                                                               \
-        memcpy(&slot, &address, sizeof address);                                                   \
-        return (Proc)wrapper;                                                                      \
+#define WRAP(Name)                                                                                 \
+    if (strcmp(name, "gl" #Name) == 0) {                                                           \
+        memcpy(&sReal##Name, &address, sizeof address);                                            \
+        return (Proc)Name;                                                                         \
     }
-    WRAP("glTexImage2D", sTexImage2D, TexImage2D)
-    WRAP("glTexStorage2D", sTexStorage2D, TexStorage2D)
-    WRAP("glRenderbufferStorage", sRenderbufferStorage, RenderbufferStorage)
-    WRAP("glRenderbufferStorageMultisample", sRenderbufferStorageMultisample,
-         RenderbufferStorageMultisample)
-    WRAP("glBufferData", sBufferData, BufferData)
-    WRAP("glGetError", sGetError, GetError)
+    WRAP(TexImage2D)
+    WRAP(TexStorage2D)
+    WRAP(RenderbufferStorage)
+    WRAP(RenderbufferStorageMultisample)
+    WRAP(BufferData)
+    WRAP(GetError)
 #undef WRAP
     return address;
 }
 
-EXPORT Proc glXGetProcAddress(const unsigned char* name) {
-    static Proc (*real)(const unsigned char*);
-    if (real == NULL) {
-        real = (Proc(*)(const unsigned char*))Real("glXGetProcAddress");
+/* The three ways the binding and EGL users look GL functions up. */
+#define LOOKUP(Function, Name)                                                                     \
+    EXPORT Proc Function(Name name) {                                                              \
+        static Proc (*real)(Name);                                                                 \
+        if (real == NULL) {                                                                        \
+            real = (Proc(*)(Name))Real(#Function);                                                 \
+        }                                                                                          \
+        return Wrapped((const char*)name, real(name));                                             \
     }
-    return Wrapped((const char*)name, real(name));
-}
-
-EXPORT Proc glXGetProcAddressARB(const unsigned char* name) {
-    static Proc (*real)(const unsigned char*);
-    if (real == NULL) {
-        real = (Proc(*)(const unsigned char*))Real("glXGetProcAddressARB");
-    }
-    return Wrapped((const char*)name, real(name));
-}
-
-EXPORT Proc eglGetProcAddress(const char* name) {
-    static Proc (*real)(const char*);
-    if (real == NULL) {
-        real = (Proc(*)(const char*))Real("eglGetProcAddress");
-    }
-    return Wrapped(name, real(name));
-}
+LOOKUP(glXGetProcAddress, const unsigned char*)
+LOOKUP(glXGetProcAddressARB, const unsigned char*)
+LOOKUP(eglGetProcAddress, const char*)

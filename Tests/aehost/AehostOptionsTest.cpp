@@ -32,31 +32,29 @@ std::string Refusal(const std::vector<std::string>& arguments) {
 } // namespace
 
 TEST(AehostOptions, TakesValuesInEveryUsualSpelling) {
-    EXPECT_EQ(Parse({"--blur=3.5"}).blur, 3.5);
-    EXPECT_EQ(Parse({"-b", "4"}).blur, 4.0);
-    EXPECT_EQ(Parse({"-b5"}).blur, 5.0);
-    EXPECT_EQ(Parse({"-j", "3"}).threads, 3);
-    EXPECT_EQ(Parse({"-t4"}).threads, 4);
-    EXPECT_EQ(Parse({"--threads=2"}).threads, 2);
     // The last of a repeated option counts.
-    EXPECT_EQ(Parse({"--blur", "1", "--blur", "2"}).blur, 2.0);
-
+    for (const auto& [arguments, blur] : std::vector<std::pair<std::vector<std::string>, double>>{
+             {{"--blur=3.5"}, 3.5},
+             {{"-b", "4"}, 4},
+             {{"-b5"}, 5},
+             {{"--blur", "1", "--blur", "2"}, 2}}) {
+        EXPECT_EQ(Parse(arguments).blur, blur) << arguments[0];
+    }
+    for (const auto& [arguments, threads] : std::vector<std::pair<std::vector<std::string>, int>>{
+             {{"-j", "3"}, 3}, {{"-t4"}, 4}, {{"--threads=2"}, 2}}) {
+        EXPECT_EQ(Parse(arguments).threads, threads) << arguments[0];
+    }
     const AehostOptions raw = Parse({"--raw=64x32", "--downsample=2", "-", "out.argb"});
     EXPECT_EQ(raw.mode, AehostOptions::Mode::Raw);
-    EXPECT_EQ(raw.rawWidth, 64);
-    EXPECT_EQ(raw.rawHeight, 32);
-    EXPECT_EQ(raw.downsample, 2);
+    EXPECT_EQ(std::vector<int>({raw.rawWidth, raw.rawHeight, raw.downsample}),
+              std::vector<int>({64, 32, 2}));
     EXPECT_EQ(raw.input, "-");
-
     const AehostOptions sequence = Parse({"--frames", "3-7", "in.%04d.png", "out.%04d.png"});
     EXPECT_EQ(sequence.mode, AehostOptions::Mode::Image);
-    EXPECT_EQ(*sequence.firstFrame, 3);
-    EXPECT_EQ(*sequence.lastFrame, 7);
+    EXPECT_EQ(std::make_pair(*sequence.firstFrame, *sequence.lastFrame), std::make_pair(3L, 7L));
     EXPECT_EQ(*Parse({"--frames=9", "a%d.png", "b%d.png"}).lastFrame, 9);
-
-    EXPECT_TRUE(Parse({"--version"}).version);
-    EXPECT_TRUE(Parse({"--verbose"}).verbose);
-    EXPECT_TRUE(Parse({"-v"}).verbose);
+    EXPECT_TRUE(Parse({"--version"}).version && Parse({"--verbose"}).verbose &&
+                Parse({"-v"}).verbose);
 }
 
 TEST(AehostOptions, RefusesWithOneLineThatNamesTheArgument) {

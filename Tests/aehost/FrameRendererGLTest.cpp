@@ -5,12 +5,12 @@
 
 #include <cstring>
 #include <memory>
-#include <random>
 #include <string>
 #include <vector>
 
 #include "EffectHost.h"
 #include "FrameRenderer.h"
+#include "RandomFrame.h"
 #include "World.h"
 
 using namespace Brindel::Host;
@@ -20,14 +20,11 @@ namespace {
 using Arm = int (*)(const char*, long);
 using Fired = int (*)();
 
-// A frame of random ARGB bytes.
-std::unique_ptr<World> RandomFrame(A_long width, A_long height, unsigned seed) {
+std::unique_ptr<World> Frame(A_long width, A_long height, unsigned seed) {
     auto world = std::make_unique<World>(width, height, PF_PixelFormat_ARGB32);
-    std::mt19937 random(seed);
+    const std::string bytes = Brindel::Testing::RandomFrame(width, height, seed);
     for (A_long y = 0; y < height; ++y) {
-        for (A_long x = 0; x < width * 4; ++x) {
-            world->row(y)[x] = static_cast<uint8_t>(random() & 0xFF);
-        }
+        std::memcpy(world->row(y), bytes.data() + y * width * 4, width * 4);
     }
     return world;
 }
@@ -75,9 +72,9 @@ TEST(FrameRendererFailedFrame, OutOfGpuMemoryFailsThatFrameAloneAndTheNextAreExa
 
     // A smaller first frame, so that the second needs storage of its own size.
     std::vector<std::unique_ptr<World>> frames;
-    frames.push_back(RandomFrame(32, 24, 1));
+    frames.push_back(Frame(32, 24, 1));
     for (unsigned seed = 2; seed <= 4; ++seed) {
-        frames.push_back(RandomFrame(64, 48, seed));
+        frames.push_back(Frame(64, 48, seed));
     }
     std::vector<PF_Err> none, codes;
     const std::vector<std::string> expected = Render(frames, nullptr, 0, none);

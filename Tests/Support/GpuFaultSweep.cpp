@@ -1,0 +1,90 @@
+#include "GpuFaultSweep.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+namespace Brindel::Testing {
+
+GpuFaultSweep::GpuFaultSweep(std::string injector)
+    : mInjector(std::move(injector)),
+      mLog(std::filesystem::temp_directory_path() /
+           ("gpu-faults-" + std::to_string(::getpid()) + "-" +
+            ::testing::UnitTest::GetInstance()->current_test_info()->name() + ".log")) {
+    std::filesystem::remove(mLog);
+}
+
+GpuFaultSweep::~GpuFaultSweep() {
+    std::error_code ignored;
+    std::filesystem::remove(mLog, ignored);
+}
+
+std::vector<std::string> GpuFaultSweep::environment(const std::string& fault) const {
+    // A sanitizer's runtime is then not the first library, which it accepts when told.
+    const char* asan = std::getenv("ASAN_OPTIONS");
+    std::vector<std::string> words = {"LD_PRELOAD=" + mInjector, "GPU_FAULT_LOG=" + mLog.string(),
+                                      std::string("ASAN_OPTIONS=") + (asan ? asan : "") +
+                                          ":verify_asan_link_order=0"};
+    if (!fault.empty()) {
+        words.push_back("GPU_FAULT=" + fault);
+    }
+    return words;
+}
+
+std::map<std::string, long> GpuFaultSweep::readLog(std::string& failed) const {
+    // "failed glTexImage2D (storage 3)" when a call was failed, and "CLASS COUNT" at exit.
+    std::map<std::string, long> counts;
+    failed.clear();
+    std::ifstream in(mLog);
+    for (std::string line; std::getline(in, line);) {
+        std::istringstream words(line);
+        std::string name;
+        long count = 0;
+        if (line.rfind("failed ", 0) == 0) {
+            failed = line.substr(7);
+        } else if (words >> name >> count) {
+            counts[name] = count;
+        }
+    }
+    std::filesystem::remove(mLog);
+    return counts;
+}
+
+void GpuFaultSweep::sweep(const std::string& label,
+                          const std::function<std::string(const std::string&)>& run,
+                          const std::set<std::string>& right) {
+    const std::string plain = run("");
+    std::string failed;
+    const std::map<std::string, long> counts = readLog(failed);
+    ASSERT_TRUE(right.count(plain)) << label << ", no fault: " << plain;
+    std::map<std::string, std::map<std::string, int>> endings;
+    std::string wrong;
+    for (const char* kind : {"make-current", "create-context", "storage"}) {
+        const long calls = counts.count(kind) ? counts.at(kind) : 0;
+        EXPECT_GT(calls, 0) << label << ": no " << kind << " call to fail";
+        for (long n = 1; n <= calls; ++n) {
+            const std::string fault = std::string(kind) + ":" + std::to_string(n);
+            std::string ending = run(fault);
+            readLog(failed);
+            ending = failed.empty() ? "not injected" : ending;
+            ++endings[kind][ending];
+            if (!right.count(ending)) {
+                wrong += "  " + fault + " (" + failed + "): " + ending + "\n";
+            }
+        }
+    }
+    std::string tally;
+    for (const auto& [kind, counted] : endings) {
+        tally += "  " + kind + ":";
+        for (const auto& [ending, count] : counted) {
+            tally += " " + std::to_string(count) + " " + ending + ";";
+        }
+        tally += "\n";
+    }
+    EXPECT_TRUE(wrong.empty()) << label << ", runs that ended wrong:\n" << wrong << tally;
+}
+
+} // namespace Brindel::Testing
