@@ -106,7 +106,8 @@ const char* AehostOptions::Usage() {
            "and output. Frames are rendered in order and streamed.\n"
            "\n"
            "An output file is written beside OUT under a temporary name and takes OUT's\n"
-           "name only when the run succeeds.\n"
+           "name only when the run succeeds. A sequence shows a progress bar on a terminal,\n"
+           "and elsewhere a line per finished frame: frame 12 done (5 of 24).\n"
            "\n"
            "options:\n"
            "  --raw WxH         IN and OUT are streams of raw frames of W by H pixels\n"
@@ -117,6 +118,8 @@ const char* AehostOptions::Usage() {
            "                    the effect sees it, and the output has the smaller size\n"
            "  --frames A-B      the frames A to B of a numbered sequence (default: those\n"
            "                    that exist)\n"
+           "  --skip-existing   leave out the frames of a sequence whose output file exists,\n"
+           "                    as a re-run of an interrupted one does\n"
            "  --plugin PATH     the plug-in module (default: the one beside aehost); a bare\n"
            "                    name is also looked for in the current folder\n"
            "  -j, -t, --threads N\n"
@@ -133,7 +136,8 @@ const char* AehostOptions::Usage() {
            "exit status: 0 success; 2 bad usage, an input that cannot be read, an output\n"
            "that cannot be written, or a stream without a frame; 3 the plug-in returned an\n"
            "error, or the GPU refused aehost's own GL context, naming the frame; 130 and 143\n"
-           "stopped by SIGINT or SIGTERM after a whole frame.\n";
+           "stopped by SIGINT or SIGTERM after a whole frame. A sequence exits with 0 only\n"
+           "when every frame's output exists.\n";
 }
 
 const char* AehostOptions::Version() {
@@ -151,6 +155,7 @@ AehostOptions AehostOptions::Parse(int argc, const char* const* argv) {
     app.add_flag("--version", options.version);
     app.add_flag("--report", options.report);
     app.add_flag("-v,--verbose", options.verbose);
+    app.add_flag("--skip-existing", options.skipExisting);
     app.add_option("--raw", raw);
     app.add_option("-b,--blur", blur);
     app.add_option("--downsample", downsample);
@@ -226,6 +231,9 @@ AehostOptions AehostOptions::Parse(int argc, const char* const* argv) {
             throw UsageError("--frames needs a numbered sequence, such as in.%04d.png");
         }
         ParseFrames(frames, options.firstFrame, options.lastFrame);
+    }
+    if (options.skipExisting && !sequence) {
+        throw UsageError("--skip-existing needs a numbered sequence, such as in.%04d.png");
     }
     return options;
 }

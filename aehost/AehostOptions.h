@@ -31,6 +31,7 @@ struct AehostOptions {
     int threads = 1;
     std::optional<long> firstFrame; // --frames A-B of a numbered sequence
     std::optional<long> lastFrame;
+    bool skipExisting = false; // frames whose output file exists are left as they are
     std::string unblurredCard; // the test card before the blur, when asked for
     bool report = false;
     bool verbose = false;

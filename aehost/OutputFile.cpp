@@ -136,8 +136,17 @@ void OutputFile::commit() {
     if (!mTemporary.empty()) {
         const int fd = mFd;
         mFd = -1;
-        if (close(fd) != 0 || std::rename(mTemporary.c_str(), mDestination.c_str()) != 0) {
-            throw OutputFileError("cannot write " + mName + ": " + std::strerror(errno));
+        // On disk before the name: a machine lost after the rename must not leave a name that
+        // a re-run takes for a finished frame over missing bytes.
+        int error = fsync(fd) != 0 ? errno : 0;
+        if (close(fd) != 0 && error == 0) {
+            error = errno;
+        }
+        if (error == 0 && std::rename(mTemporary.c_str(), mDestination.c_str()) != 0) {
+            error = errno;
+        }
+        if (error != 0) {
+            throw OutputFileError("cannot write " + mName + ": " + std::strerror(error));
         }
     }
     mCommitted = true;

@@ -12,7 +12,7 @@ constexpr const char* kClearLine = "\r\033[K";
 } // namespace
 
 ProgressLine::ProgressLine(FILE* stream, bool showBar, std::optional<long> total)
-    : mStream(stream), mShow(showBar), mTotal(total) {}
+    : mStream(stream), mShow(showBar), mLines(!showBar), mTotal(total) {}
 
 ProgressLine::~ProgressLine() {
     finish();
@@ -22,6 +22,17 @@ void ProgressLine::step() {
     ++mDone;
     if (mShow) {
         draw();
+    }
+}
+
+void ProgressLine::step(long frame, const std::string& what) {
+    step();
+    if (mLines) {
+        std::string line = "frame " + std::to_string(frame) + " " + what;
+        if (mTotal) {
+            line += " (" + std::to_string(mDone) + " of " + std::to_string(*mTotal) + ")";
+        }
+        print(line);
     }
 }
 

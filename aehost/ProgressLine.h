@@ -19,6 +19,10 @@ public:
 
     // One more frame done.
     void step();
+    // One more frame of a numbered sequence done. Without a bar (a farm's log,
+    // read a line at a time) a line says so: "frame 12 done (5 of 24)", with
+    // `what` in place of "done".
+    void step(long frame, const std::string& what);
     // `text` on a line of its own, without a newline of its own.
     void print(const std::string& text);
     // Ends the bar's line; later output starts on a fresh line.
@@ -29,6 +33,7 @@ private:
 
     FILE* mStream;
     bool mShow;
+    bool mLines; // no terminal: a line per frame of a sequence instead of the bar
     std::optional<long> mTotal;
     long mDone = 0;
     bool mDrawn = false;

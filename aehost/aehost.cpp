@@ -204,36 +204,57 @@ int RunSequence(const AehostOptions& options, const std::string& plugin,
     if (frames.empty()) {
         throw UsageError("cannot read " + options.input + ": no file matches it");
     }
-    std::vector<OutputTarget> targets;
-    for (long frame : frames) {
+    // A re-run on a farm leaves the finished frames alone: an output only ever takes its name
+    // whole, so one that exists is done.
+    std::vector<bool> done(frames.size(), false);
+    std::vector<OutputTarget> targets(frames.size());
+    bool firstChecked = false;
+    for (size_t i = 0; i < frames.size(); ++i) {
+        const long frame = frames[i];
+        std::error_code error;
+        done[i] = options.skipExisting && std::filesystem::is_regular_file(out->name(frame), error);
+        if (done[i]) {
+            continue;
+        }
         AehostChecks::CheckInput(in->name(frame));
-        targets.push_back(AehostChecks::CheckOutput(out->name(frame), standardOutput.descriptor()));
+        targets[i] = AehostChecks::CheckOutput(out->name(frame), standardOutput.descriptor());
         AehostChecks::CheckDistinct(in->name(frame), out->name(frame));
-        if (targets.size() == 1 || targets.back().streamed()) {
-            ImageFile::CheckWritable(out->name(frame), targets.back().streamed());
+        if (!firstChecked || targets[i].streamed()) {
+            ImageFile::CheckWritable(out->name(frame), targets[i].streamed());
+            firstChecked = true;
         }
     }
 
-    // One plug-in session for the whole sequence, as the host renders a clip.
-    Session session(plugin, options);
+    // One plug-in session for the whole sequence, as the host renders a clip; none at all when
+    // every frame is done already.
+    std::optional<Session> session;
     ProgressLine progress(stderr, ShowBar(), static_cast<long>(frames.size()));
     for (size_t i = 0; i < frames.size(); ++i) {
         const long frame = frames[i];
+        if (done[i]) {
+            progress.step(frame, "exists, skipped");
+            continue;
+        }
         if (Interrupt::Signal()) {
             // The frames written so far are whole files; the rest are not begun.
             return Interrupt::ExitStatus();
         }
+        if (!session) {
+            session.emplace(plugin, options);
+        }
         Image image = ImageFile::Read(in->name(frame));
         WarnClipped(in->name(frame), image.clippedPixels, progress);
-        std::unique_ptr<World> output = session.render(*image.world, options.downsample, progress);
+        std::unique_ptr<World> output = session->render(*image.world, options.downsample, progress);
         OutputFile file(targets[i], out->name(frame), Interrupt::WakeDescriptor());
         ImageFile::Write(file, *output, image.layout.scaled(options.downsample));
         file.commit();
-        progress.step();
+        progress.step(frame, "done");
     }
     progress.finish();
-    session.renderer.finish();
-    session.report.summary();
+    if (session) {
+        session->renderer.finish();
+        session->report.summary();
+    }
     return 0;
 }
 

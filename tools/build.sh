@@ -3,13 +3,14 @@
 #
 #   tools/build.sh run    build, then write the built-in test card and its blurred form to
 #                         docs/testcard.png and docs/blurred.png, the README's pictures
-#   tools/build.sh test   build, then run every test (unit, GL, and media: the README's
-#                         ffmpeg pipes, and ffmpeg and melt running the frei0r filter) with
-#                         ctest; then build with clang under AddressSanitizer and
-#                         UndefinedBehaviorSanitizer, run every test but the media ones again
-#                         and each fuzz target for FUZZ_SECONDS (default 60); then build under
-#                         ThreadSanitizer and run every test but the media ones again; last,
-#                         even after a failure, check that /dev/null and /dev/stdout are intact
+#   tools/build.sh test   build, then run every test (unit, GL, media: the README's ffmpeg
+#                         pipes, and ffmpeg and melt running the frei0r filter; farm: a
+#                         sequence split across a private Slurm cluster) with ctest; then build
+#                         with clang under AddressSanitizer and UndefinedBehaviorSanitizer, run
+#                         every test but the media and farm ones again and each fuzz target for
+#                         FUZZ_SECONDS (default 60); then build under ThreadSanitizer and run
+#                         every test but the media and farm ones again; last, even after a
+#                         failure, check that /dev/null and /dev/stdout are intact
 #
 # Missing Debian packages are installed with apt-get (as root, or through sudo).
 # BUILD_DIR (default: build), JOBS (default: all cores) and FUZZ_SECONDS may be set; the
@@ -57,6 +58,7 @@ packages=(
     libgtest-dev libgmock-dev libbenchmark-dev
     libopenimageio-dev libcli11-dev
     frei0r-plugins-dev ffmpeg melt
+    slurmctld slurmd slurm-client munge
     clang libclang-rt-14-dev
 )
 
@@ -98,8 +100,9 @@ test)
     CC=clang CXX=clang++ cmake -S "$root" -B "$build-asan" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
         -DBRINDEL_FUZZ=ON -DBRINDEL_BUILD_BENCH=OFF
     cmake --build "$build-asan" -j "$jobs"
-    # The media tests load instrumented modules into ffmpeg and melt, which are not.
-    ctest --test-dir "$build-asan" --output-on-failure -j "$jobs" -LE media ||
+    # The media tests load instrumented modules into ffmpeg and melt, which are not; the farm
+    # tests run aehost under Slurm, with a library preloaded ahead of the sanitizer's runtime.
+    ctest --test-dir "$build-asan" --output-on-failure -j "$jobs" -LE 'media|farm' ||
         ctest_failed "$build-asan" "AddressSanitizer build"
 
     # Each fuzz target for a bounded time, from its corpus; what it adds stays in the build, and
@@ -129,7 +132,7 @@ test)
     cmake -S "$root" -B "$build-tsan" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
         -DBRINDEL_SANITIZE=thread -DBRINDEL_BUILD_BENCH=OFF
     cmake --build "$build-tsan" -j "$jobs"
-    ctest --test-dir "$build-tsan" --output-on-failure -j "$jobs" -LE media ||
+    ctest --test-dir "$build-tsan" --output-on-failure -j "$jobs" -LE 'media|farm' ||
         ctest_failed "$build-tsan" "ThreadSanitizer build"
 
     if ((${#failures[@]})); then

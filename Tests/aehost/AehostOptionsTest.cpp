@@ -72,6 +72,7 @@ TEST(AehostOptions, RefusesWithOneLineThatNamesTheArgument) {
         {{"--frames", "1-3", "a.png", "b.png"}, "--frames needs a numbered sequence"},
         {{"--frames", "5-3", "a%d.png", "b%d.png"}, "A no greater than B"},
         {{"a.%04d.png", "b.png"}, "a pattern such as %04d in both"},
+        {{"--skip-existing", "a.png", "b.png"}, "--skip-existing needs a numbered sequence"},
         {{"--unblurred", "x.png", "a.png", "b.png"}, "--unblurred goes with the test card"},
     };
     for (const auto& [arguments, says] : cases) {
