@@ -323,13 +323,16 @@ TEST_F(GaussianBlurFrame, FailedParameterCheckoutGivesAnUnblurredFrameAndTheHost
     host.fail(Callback::CheckinParam, PF_Err_OUT_OF_MEMORY);
     EXPECT_EQ(render(input, output, 0.0), PF_Err_OUT_OF_MEMORY);
     EXPECT_EQ(Read(output), unblurred);
+    // Both failing: the check-out's code is the one the host hears.
+    host.fail(Callback::CheckoutParam, PF_Interrupt_CANCEL);
+    EXPECT_EQ(render(input, output, 0.0), PF_Interrupt_CANCEL);
 
     // A check-out that throws hands nothing out: the frame fails with the
     // exception's code and nothing is checked in for it.
     host.clearFaults();
     host.raise(Callback::CheckoutParam, std::make_exception_ptr(std::bad_alloc()));
     EXPECT_EQ(render(input, output, 0.0), PF_Err_OUT_OF_MEMORY);
-    EXPECT_EQ(host.calls(Callback::CheckinParam), 3);
+    EXPECT_EQ(host.calls(Callback::CheckinParam), 4);
     EXPECT_EQ(host.paramsOut(), 0);
 }
 
