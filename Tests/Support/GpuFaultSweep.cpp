@@ -1,5 +1,7 @@
 #include "GpuFaultSweep.h"
 
+#include <cstdio>
+
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -84,6 +86,8 @@ void GpuFaultSweep::sweep(const std::string& label,
         }
         tally += "\n";
     }
+    // The tally on standard output too, where `ctest -V` shows it for a sweep that passed.
+    std::printf("%s:\n%s", label.c_str(), tally.c_str());
     EXPECT_TRUE(wrong.empty()) << label << ", runs that ended wrong:\n" << wrong << tally;
 }
 
