@@ -23,7 +23,9 @@ TEST(Semaphore, EachSignalLetsThatManyWaitsThroughAndSignalAllOnlyThoseWaiting) 
     semaphore.signal(0u);
     semaphore.signal(1u);
     WaitUntil([&] { return passed == 3; }, "one more wait passes");
-    EXPECT_EQ(semaphore.waiting(), 3);
+    semaphore.signal(2u);
+    WaitUntil([&] { return passed == 5; }, "a signal of two lets two waits through");
+    EXPECT_EQ(semaphore.waiting(), 1);
     semaphore.signalAll();
     WaitUntil([&] { return passed == 6; }, "every waiter is woken");
     waitOn(1); // signalAll left nothing for later waits
