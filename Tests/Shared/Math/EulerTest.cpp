@@ -20,7 +20,10 @@ Mat4 productOf(std::string const& letters, double x, double y, double z) {
 } // namespace
 
 TEST(EulerTest, EveryOrderRoundTripsThroughItsMatrixAndItsSinglePrecisionQuaternion) {
-    for (auto const& [order, letters] : kOrders) {
+    for (auto const& entry : kOrders) {
+        // Named copies: a lambda cannot capture a structured binding in C++17.
+        const auto order = entry.first;
+        const auto& letters = entry.second;
         double angles[3] = {0.4, 0.4, 0.4};
         angles[letters[1] - 'X'] = -kPi / 2; // the middle angle in gimbal lock
         Mat4 product = productOf(letters, 0.3, -0.7, 1.1), locked = productOf(letters, angles[0], angles[1], angles[2]);
