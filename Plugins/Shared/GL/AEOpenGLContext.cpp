@@ -182,9 +182,11 @@ struct DisplayState {
     bool open = false;
 };
 
+// An object, not a pointer to one on the heap: the module may be unloaded, and what a pointer of
+// its held would be left behind, a leak in the host's process.
 DisplayState& TheDisplayState() {
-    static DisplayState* state = new DisplayState;
-    return *state;
+    static DisplayState state;
+    return state;
 }
 
 PlatformDisplay SharedDisplay() {
