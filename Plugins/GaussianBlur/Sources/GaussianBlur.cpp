@@ -145,6 +145,15 @@ PF_Err GlobalSetdown() {
     RecoverFromLostDisplay();
     // Without a data context no GL object was ever made.
     if (AEOpenGLContext* data = AEOpenGLContextManager::getSharedDataContext()) {
+        // The frame's kept storage goes in the render context that used it last, with that
+        // context's frame-buffer objects: deleted from the data context instead, the driver
+        // keeps what the render context made of it (llvmpipe: for good).
+        AEOpenglMainFrameBuffer* stack = AEOpenglMainFrameBuffer::mainFrameBuffer();
+        if (AEOpenGLContext* last =
+                AEOpenGLContextManager::findRenderContext(stack->framebufferContext())) {
+            last->makeContextCurrent();
+            stack->unprepare();
+        }
         data->makeContextCurrent();
         if (mWarpRender) {
             AEOpenglMainFrameBuffer::mainFrameBuffer()->destory();
@@ -218,6 +227,10 @@ void RenderFrame(PF_InData* in_data, PF_EffectWorld* inputWorld, PF_EffectWorld*
 
         AEOpenGLUtilities::ReadFrame(static_cast<unsigned int>(width),
                                      static_cast<unsigned int>(height), pixelType, readBack.data());
+        // The kept texture and level stay bound in this context otherwise, and a context that
+        // goes with a binding to an object another context deleted keeps its storage for good.
+        glBindTexture(GL_TEXTURE_2D, 0);
+        glBindRenderbuffer(GL_RENDERBUFFER, 0);
         hostContext.restore();
     }
 

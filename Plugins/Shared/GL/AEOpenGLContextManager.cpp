@@ -42,6 +42,17 @@ AEOpenGLContext* AEOpenGLContextManager::getCurrentRenderContext() {
     return entry;
 }
 
+AEOpenGLContext*
+AEOpenGLContextManager::findRenderContext(AEOpenGLContext::PlatformContext context) {
+    std::lock_guard<std::recursive_mutex> lock(mMutex);
+    for (const auto& entry : mRenderContexts) {
+        if (entry.second != nullptr && entry.second->platformContext() == context) {
+            return entry.second;
+        }
+    }
+    return nullptr;
+}
+
 void AEOpenGLContextManager::releaseContextManager() {
     for (auto& entry : mRenderContexts) {
         delete entry.second;

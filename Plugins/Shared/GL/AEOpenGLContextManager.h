@@ -22,6 +22,8 @@ public:
     static AEOpenGLContext* getSharedDataContext();
     /// The calling thread's render context, made on the thread's first call. Not made current.
     static AEOpenGLContext* getCurrentRenderContext();
+    /// The render context whose platform context is `context`, or null.
+    static AEOpenGLContext* findRenderContext(AEOpenGLContext::PlatformContext context);
     /// Deletes the render contexts, then the data context.
     static void releaseContextManager();
     /// Drops every context without a platform call, for contexts that died with their display.
