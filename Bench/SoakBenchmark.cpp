@@ -178,9 +178,9 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "%s\n", e.what());
         return 2;
     }
-    // The plug-in prints its GL version lines on standard output; the figures go to standard
-    // error so that they stand alone.
-    std::fprintf(stderr,
+    // The plug-in prints its GL version lines on standard error, with the failures; the figures
+    // go to standard output so that they stand alone.
+    std::fprintf(stdout,
                  "soak: %ld frames up to %dx%d, %d host threads, seed %u, a row every %ld\n",
                  options.frames, options.maxWidth, options.maxHeight, options.threads, options.seed,
                  options.every);
@@ -205,7 +205,7 @@ int main(int argc, char** argv) {
         byte = static_cast<uint8_t>(random());
     }
 
-    std::fprintf(stderr, "%8s %8s %9s %9s %9s %9s  %s\n", "frames", "seconds", "RSS MiB",
+    std::fprintf(stdout, "%8s %8s %9s %9s %9s %9s  %s\n", "frames", "seconds", "RSS MiB",
                  "peak MiB", "failed", "GL live", "by kind");
     const auto start = std::chrono::steady_clock::now();
     long failed = 0;
@@ -264,14 +264,16 @@ int main(int argc, char** argv) {
             for (const auto& [kind, count] : counter.live()) {
                 kinds += kind + " " + std::to_string(count) + ", ";
             }
-            std::fprintf(stderr, "%8ld %8.1f %9.1f %9.1f %9ld %9zu  %s\n", frame, seconds,
+            std::fprintf(stdout, "%8ld %8.1f %9.1f %9.1f %9ld %9zu  %s\n", frame, seconds,
                          StatusMiB("VmRSS:"), StatusMiB("VmHWM:"), failed, counter.total(),
                          kinds.empty() ? "none" : kinds.substr(0, kinds.size() - 2).c_str());
+            // A row as soon as it is measured, also into a pipe.
+            std::fflush(stdout);
         }
     }
     threads.clear();
     const PF_Err setdown = host.send(PF_Cmd_GLOBAL_SETDOWN);
-    std::fprintf(stderr, "soak: %.1f megapixels; set-down %d, GL objects alive after it: %zu\n",
+    std::fprintf(stdout, "soak: %.1f megapixels; set-down %d, GL objects alive after it: %zu\n",
                  static_cast<double>(pixels) / 1e6, setdown, counter.total());
     return setdown == PF_Err_NONE ? 0 : 1;
 }
