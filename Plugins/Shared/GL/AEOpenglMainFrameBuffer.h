@@ -68,8 +68,6 @@ public:
     void discardFrameObjects();
     /// The context whose frame-buffer objects the stack uses now: the last that prepared a frame.
     AEOpenGLContext::PlatformContext framebufferContext() const { return mFramebufferContext; }
-    /// Whether the frame's objects have been made: a frame of this size has been prepared.
-    bool prepared() const { return mMainRenderbuffer != 0; }
     /// Takes everything down at global set-down; the instance is as constructed afterwards.
     void destory();
 
