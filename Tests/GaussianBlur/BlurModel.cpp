@@ -35,10 +35,10 @@ Texel Sample(const Image& image, double u, double v) {
     const double sy = v * image.height - 0.5;
     const double fx = sx - std::floor(sx);
     const double fy = sy - std::floor(sy);
-    auto clampX = [&](double x) { return std::clamp(static_cast<int>(x), 0, image.width - 1); };
-    auto clampY = [&](double y) { return std::clamp(static_cast<int>(y), 0, image.height - 1); };
-    const int x0 = clampX(std::floor(sx)), x1 = clampX(std::floor(sx) + 1);
-    const int y0 = clampY(std::floor(sy)), y1 = clampY(std::floor(sy) + 1);
+    auto clamp = [](double at, int size) { return std::clamp(static_cast<int>(at), 0, size - 1); };
+    const int x0 = clamp(std::floor(sx), image.width), x1 = clamp(std::floor(sx) + 1, image.width);
+    const int y0 = clamp(std::floor(sy), image.height),
+              y1 = clamp(std::floor(sy) + 1, image.height);
     Texel out{};
     for (int c = 0; c < 4; ++c) {
         const double top = image.at(x0, y0)[c] * (1 - fx) + image.at(x1, y0)[c] * fx;
@@ -88,10 +88,6 @@ Texel Unpremultiply(const Texel& t) {
     return {t[3], t[0] / t[3], t[1] / t[3], t[2] / t[3]};
 }
 
-double Number(const std::string& text) {
-    return std::stod(text);
-}
-
 } // namespace
 
 BlurModel::Kernel BlurModel::ReadKernel(const std::string& vertex, const std::string& fragment) {
@@ -105,7 +101,7 @@ BlurModel::Kernel BlurModel::ReadKernel(const std::string& vertex, const std::st
     if (!std::regex_search(fragment, m, std::regex(R"(blurCoordinates\[0\]\) \* ([0-9.e+-]+);)"))) {
         throw std::runtime_error("no centre weight in the fragment program");
     }
-    kernel.centre = Number(m[1]);
+    kernel.centre = std::stod(m[1]);
 
     // Pairs whose coordinates the vertex stage computes: offset from the
     // vertex program, weight from the fragment program, by array index.
@@ -114,12 +110,12 @@ BlurModel::Kernel BlurModel::ReadKernel(const std::string& vertex, const std::st
         R"(blurCoordinates\[(\d+)\] = input_uv.xy \+ singleStepOffset \* ([0-9.e+-]+);)");
     for (auto it = std::sregex_iterator(vertex.begin(), vertex.end(), vertexTap);
          it != std::sregex_iterator(); ++it) {
-        offsets[std::stoi((*it)[1])] = Number((*it)[2]);
+        offsets[std::stoi((*it)[1])] = std::stod((*it)[2]);
     }
     const std::regex fragmentTap(R"(blurCoordinates\[(\d+)\]\) \* ([0-9.e+-]+);)");
     for (auto it = std::sregex_iterator(fragment.begin(), fragment.end(), fragmentTap);
          it != std::sregex_iterator(); ++it) {
-        weights[std::stoi((*it)[1])] = Number((*it)[2]);
+        weights[std::stoi((*it)[1])] = std::stod((*it)[2]);
     }
     for (const auto& [index, offset] : offsets) {
         kernel.pairs.push_back({weights.at(index), offset});
@@ -129,7 +125,7 @@ BlurModel::Kernel BlurModel::ReadKernel(const std::string& vertex, const std::st
         R"(blurCoordinates\[0\] \+ singlStepOffset \*([0-9.e+-]+)\) \* ([0-9.e+-]+);)");
     for (auto it = std::sregex_iterator(fragment.begin(), fragment.end(), farTap);
          it != std::sregex_iterator(); ++it) {
-        kernel.pairs.push_back({Number((*it)[2]), Number((*it)[1])});
+        kernel.pairs.push_back({std::stod((*it)[2]), std::stod((*it)[1])});
     }
     return kernel;
 }
@@ -137,33 +133,22 @@ BlurModel::Kernel BlurModel::ReadKernel(const std::string& vertex, const std::st
 std::vector<PF_Pixel8> BlurModel::Render(const std::vector<PF_Pixel8>& input, int width, int height,
                                          const Kernel& kernel) {
     // The upload: the host's bytes in memory order, as floats.
-    Image source{width, height, {}};
-    source.texels.reserve(input.size());
+    Image image{width, height, {}};
     for (const PF_Pixel8& p : input) {
-        source.texels.push_back({p.alpha / 255.0, p.red / 255.0, p.green / 255.0, p.blue / 255.0});
+        image.texels.push_back({p.alpha / 255.0, p.red / 255.0, p.green / 255.0, p.blue / 255.0});
     }
-
-    Image working{width, height, std::vector<Texel>(source.texels.size())};
-    if (kernel.passThrough) {
-        for (size_t i = 0; i < source.texels.size(); ++i) {
-            working.texels[i] = Quantise(Premultiply(source.texels[i]));
-        }
-    } else {
-        Image vertical = Blur(source, kernel, 0, 1);
-        for (Texel& t : vertical.texels) {
+    if (!kernel.passThrough) {
+        image = Blur(image, kernel, 0, 1);
+        for (Texel& t : image.texels) {
             t = Quantise(t);
         }
-        const Image horizontal = Blur(vertical, kernel, 1, 0);
-        for (size_t i = 0; i < horizontal.texels.size(); ++i) {
-            working.texels[i] = Quantise(Premultiply(horizontal.texels[i]));
-        }
+        image = Blur(image, kernel, 1, 0);
     }
-
-    std::vector<PF_Pixel8> out(input.size());
-    for (size_t i = 0; i < out.size(); ++i) {
-        const Texel t = Quantise(Unpremultiply(working.texels[i]));
+    std::vector<PF_Pixel8> out;
+    for (const Texel& texel : image.texels) {
+        const Texel t = Quantise(Unpremultiply(Quantise(Premultiply(texel))));
         auto byte = [](double v) { return static_cast<A_u_char>(std::lround(v * 255.0)); };
-        out[i] = {byte(t[0]), byte(t[1]), byte(t[2]), byte(t[3])};
+        out.push_back({byte(t[0]), byte(t[1]), byte(t[2]), byte(t[3])});
     }
     return out;
 }

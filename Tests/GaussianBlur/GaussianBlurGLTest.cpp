@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <functional>
 #include <new>
 #include <stdexcept>
 
@@ -75,7 +74,6 @@ TEST_F(GaussianBlurEntry, ParamsSetupRegistersBlurScaleAsAFloatSlider) {
     expected.u.fs_d.slider_max = 60.0f;
     expected.u.fs_d.curve_tolerance = 0.05f;
 
-    EXPECT_EQ(def.param_type, 10);
     // Every byte, the name's tail included: value, default and minimums 0, no flags.
     EXPECT_EQ(std::memcmp(&def, &expected, sizeof(PF_ParamDef)), 0);
     EXPECT_EQ(host.calls(Callback::AnsiStrcpy), 1);
@@ -85,19 +83,24 @@ TEST_F(GaussianBlurEntry, FailuresInsideACommandBecomeItsReturnCode) {
     // A failing callback's code is passed on; of exceptions, integers are the effect's own
     // failures and their value is not passed on.
     struct Case {
-        std::function<void()> arm;
+        Callback callback;
+        PF_Err code; // returned by the callback, or
+        std::exception_ptr thrown;
         PF_Err expected;
     };
-    // clang-format off
-    for (const Case& c : {Case{[&] { host.fail(Callback::AddParam, PF_Err_OUT_OF_MEMORY); }, PF_Err_OUT_OF_MEMORY},
-                          Case{[&] { host.fail(Callback::AddParam, PF_Interrupt_CANCEL); }, PF_Interrupt_CANCEL},
-                          Case{[&] { host.raise(Callback::AnsiStrcpy, std::make_exception_ptr(PF_Err{PF_Err_OUT_OF_MEMORY})); }, PF_Err_BAD_CALLBACK_PARAM},
-                          Case{[&] { host.raise(Callback::AnsiStrcpy, std::make_exception_ptr(std::bad_alloc())); }, PF_Err_OUT_OF_MEMORY},
-                          Case{[&] { host.raise(Callback::AnsiStrcpy, std::make_exception_ptr(std::runtime_error("x"))); }, PF_Err_INTERNAL_STRUCT_DAMAGED}}) {
-        // clang-format on
+    const Case cases[] = {
+        {Callback::AddParam, PF_Err_OUT_OF_MEMORY, nullptr, PF_Err_OUT_OF_MEMORY},
+        {Callback::AddParam, PF_Interrupt_CANCEL, nullptr, PF_Interrupt_CANCEL},
+        {Callback::AnsiStrcpy, 0, std::make_exception_ptr(PF_Err{PF_Err_OUT_OF_MEMORY}),
+         PF_Err_BAD_CALLBACK_PARAM},
+        {Callback::AnsiStrcpy, 0, std::make_exception_ptr(std::bad_alloc()), PF_Err_OUT_OF_MEMORY},
+        {Callback::AnsiStrcpy, 0, std::make_exception_ptr(std::runtime_error("x")),
+         PF_Err_INTERNAL_STRUCT_DAMAGED},
+    };
+    for (const Case& c : cases) {
         host.clearFaults();
-        c.arm();
-        EXPECT_EQ(host.send(PF_Cmd_PARAMS_SETUP), c.expected);
+        c.thrown ? host.raise(c.callback, c.thrown) : host.fail(c.callback, c.code);
+        EXPECT_EQ(host.send(PF_Cmd_PARAMS_SETUP), c.expected) << &c - cases;
         EXPECT_EQ(host.outData().num_params, 2); // counted before the slider is added
         EXPECT_TRUE(host.addedParams().empty());
     }
@@ -117,17 +120,6 @@ TEST_F(GaussianBlurEntry, CommandsOutsideTheTableReturnNoneAndTouchNothing) {
     EXPECT_EQ(std::memcmp(&output, &outputBefore, sizeof(output)), 0);
     EXPECT_TRUE(host.suites().log().empty());
     EXPECT_EQ(host.calls(Callback::AnsiSprintf), 0);
-}
-
-TEST_F(GaussianBlurEntry, ExceptionsFromInsideACommandBecomeReturnCodes) {
-    // Integers are the effect's own failures; the value thrown is not passed on.
-    host.raise(Callback::AnsiStrcpy, std::make_exception_ptr(PF_Err{PF_Err_OUT_OF_MEMORY}));
-    EXPECT_EQ(host.send(PF_Cmd_PARAMS_SETUP), PF_Err_BAD_CALLBACK_PARAM);
-    host.raise(Callback::AnsiStrcpy, std::make_exception_ptr(std::bad_alloc()));
-    EXPECT_EQ(host.send(PF_Cmd_PARAMS_SETUP), PF_Err_OUT_OF_MEMORY);
-    host.raise(Callback::AnsiStrcpy, std::make_exception_ptr(std::runtime_error("anything")));
-    EXPECT_EQ(host.send(PF_Cmd_PARAMS_SETUP), PF_Err_INTERNAL_STRUCT_DAMAGED);
-    EXPECT_TRUE(host.addedParams().empty());
 }
 
 // ---- Smart pre-render ----
@@ -150,31 +142,12 @@ bool operator==(const PF_LRect& a, const PF_LRect& b) {
 
 } // namespace
 
-TEST_F(GaussianBlurEntry, PreRenderChecksOutTheInputWithTheHostsRequestUnchanged) {
-    host.setLayerRect({0, 0, 640, 360});
+// The input is checked out with the host's request and time unchanged; the rectangles it gives
+// grow those the host placed (an empty one is replaced), not widened by the blur.
+TEST_F(GaussianBlurEntry, PreRenderChecksOutTheHostsRequestAndMergesIntoItsRectangles) {
     host.inData().current_time = 48;
     host.inData().time_step = 2;
     host.inData().time_scale = 24;
-    PF_PreRenderInput input = Request({10, 20, 300, 200});
-    PF_PreRenderOutput output{};
-    EXPECT_EQ(host.preRender(input, output), PF_Err_NONE);
-
-    const auto checkouts = host.layerCheckouts();
-    ASSERT_EQ(checkouts.size(), 1u);
-    EXPECT_EQ(checkouts[0].index, 0);
-    EXPECT_EQ(checkouts[0].checkoutId, 0);
-    EXPECT_EQ(std::memcmp(&checkouts[0].request, &input.output_request, sizeof(PF_RenderRequest)),
-              0);
-    EXPECT_EQ(checkouts[0].time, 48);
-    EXPECT_EQ(checkouts[0].timeStep, 2);
-    EXPECT_EQ(checkouts[0].timeScale, 24u);
-
-    // Empty output rectangles take the checked-out ones, not widened by the blur.
-    EXPECT_TRUE(output.result_rect == (PF_LRect{0, 0, 640, 360}));
-    EXPECT_TRUE(output.max_result_rect == (PF_LRect{0, 0, 640, 360}));
-}
-
-TEST_F(GaussianBlurEntry, PreRenderMergesIntoTheRectanglesTheHostPlacedAndKeepsThemOnFailure) {
     struct Case {
         PF_LRect layer, result, max, wantResult, wantMax;
         PF_Err fault;
@@ -193,12 +166,17 @@ TEST_F(GaussianBlurEntry, PreRenderMergesIntoTheRectanglesTheHostPlacedAndKeepsT
         if (c.fault != PF_Err_NONE) {
             host.fail(Callback::CheckoutLayer, c.fault);
         }
-        PF_PreRenderInput input = Request({0, 0, 500, 500});
+        PF_PreRenderInput input = Request({10, 20, 300, 200});
         PF_PreRenderOutput output{};
         output.result_rect = c.result;
         output.max_result_rect = c.max;
         output.flags = 7;
         EXPECT_EQ(host.preRender(input, output), c.fault);
+        const auto checkout = host.layerCheckouts().back();
+        EXPECT_TRUE(checkout.index == 0 && checkout.checkoutId == 0 && checkout.time == 48 &&
+                    checkout.timeStep == 2 && checkout.timeScale == 24u);
+        EXPECT_EQ(std::memcmp(&checkout.request, &input.output_request, sizeof(PF_RenderRequest)),
+                  0);
         EXPECT_TRUE(output.result_rect == c.wantResult && output.max_result_rect == c.wantMax &&
                     output.flags == 7)
             << &c - cases;
