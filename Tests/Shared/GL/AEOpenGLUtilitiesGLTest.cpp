@@ -21,68 +21,54 @@ using Brindel::Testing::GLCallRecorder;
 
 namespace {
 
-// The host's records and worlds, with the host's context current; the
-// transfer reads back from a frame-buffer with the uploaded texture attached.
+// The host's records and worlds, with the host's context current. Every test ends with no
+// GL error, no handle and no suite left over.
 class PixelTransfer : public Brindel::Testing::GLTest {
 protected:
-    void SetUp() override {
-        GLTest::SetUp();
-        glGenFramebuffers(1, &framebuffer);
-    }
     void TearDown() override {
         glBindFramebuffer(GL_FRAMEBUFFER, 0);
         glDeleteFramebuffers(1, &framebuffer);
-        for (GLuint texture : textures) {
-            glDeleteTextures(1, &texture);
-        }
+        glDeleteTextures(1, &texture);
         EXPECT_NO_GL_ERROR();
-        EXPECT_EQ(host.liveHandles(), 0u);
-        EXPECT_EQ(host.suites().outstanding(), 0);
+        EXPECT_TRUE(host.liveHandles() == 0 && host.suites().outstanding() == 0);
         GLTest::TearDown();
     }
 
-    GLuint upload(int format, World& input, unsigned long& size, GLenum& type, float& multiplier) {
+    // Uploads `input` and attaches the texture for reading; its integer code, -1 when none.
+    PF_Err upload(int format, World& input) {
         host.useWorlds(&input, nullptr);
-        const GLuint texture = UploadTexture(format, input.effectWorld(), nullptr, &host.inData(),
-                                             size, type, multiplier, false);
-        textures.push_back(texture);
-        return texture;
+        return thrown([&] {
+            texture = UploadTexture(format, input.effectWorld(), nullptr, &host.inData(), size,
+                                    type, multiplier, false);
+            glGenFramebuffers(1, &framebuffer);
+            glBindFramebuffer(GL_FRAMEBUFFER, framebuffer);
+            glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, texture, 0);
+        });
     }
 
-    void readFrom(GLuint texture) {
-        glBindFramebuffer(GL_FRAMEBUFFER, framebuffer);
-        glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, texture, 0);
-    }
-
-    void download(int format, World& input, World& output, unsigned long size, GLenum type) {
+    PF_Err download(int format, World& input, World& output) {
         host.useWorlds(&input, &output);
-        DownloadTexture(input.width(), input.height(), input.effectWorld(), output.effectWorld(),
-                        &host.inData(), format, size, type);
+        return thrown([&] {
+            DownloadTexture(input.width(), input.height(), input.effectWorld(),
+                            output.effectWorld(), &host.inData(), format, size, type);
+        });
     }
 
-    // Level 0 of `texture` as floats, r, g, b, a.
-    std::vector<float> texels(GLuint texture, int count) {
-        std::vector<float> values(4 * count);
-        glBindTexture(GL_TEXTURE_2D, texture);
-        glGetTexImage(GL_TEXTURE_2D, 0, GL_RGBA, GL_FLOAT, values.data());
-        glBindTexture(GL_TEXTURE_2D, 0);
-        return values;
+    static PF_Err thrown(const std::function<void()>& transfer) {
+        try {
+            transfer();
+        } catch (PF_Err err) {
+            return err;
+        }
+        return -1;
     }
 
     EffectHost host{BRINDEL_PLUGIN_PATH};
-    GLuint framebuffer = 0;
-    std::vector<GLuint> textures;
+    GLuint framebuffer = 0, texture = 0;
+    unsigned long size = 0;
+    GLenum type = GL_NONE;
+    float multiplier = 0;
 };
-
-// The integer a transfer throws; -1 when it throws nothing.
-PF_Err ThrownCode(const std::function<void()>& transfer) {
-    try {
-        transfer();
-    } catch (PF_Err err) {
-        return err;
-    }
-    return -1;
-}
 
 GLint Integer(GLenum what) {
     GLint value = -1;
@@ -130,70 +116,52 @@ TEST_F(PixelTransfer, WorldsOfEveryDepthRoundTripUnflippedAlphaFirstAndKeepTheir
         const auto first = c.format == PF_PixelFormat_ARGB32   ? Pattern<PF_Pixel8>(input, 255)
                            : c.format == PF_PixelFormat_ARGB64 ? Pattern<PF_Pixel16>(input, 32768)
                                                                : Pattern<PF_PixelFloat>(input, 1);
-        unsigned long size = 0;
-        GLenum type = GL_NONE;
-        float multiplier = 0;
-        const GLuint texture = upload(c.format, input, size, type, multiplier);
+        ASSERT_EQ(upload(c.format, input), -1);
         uint32_t bits = 0;
         std::memcpy(&bits, &multiplier, sizeof(bits));
         EXPECT_TRUE(size == c.size && type == c.type && bits == c.multiplierBits);
-        // Upload leaves no trace in the unpack state or the binding.
-        EXPECT_TRUE(Integer(GL_UNPACK_ROW_LENGTH) == 0 && Integer(GL_TEXTURE_BINDING_2D) == 0);
         // Memory order lands in r, g, b, a: alpha in the red slot, the first row first.
-        const std::vector<float> t = texels(texture, c.width * c.height);
+        std::vector<float> t(4 * c.width * c.height);
+        glBindTexture(GL_TEXTURE_2D, texture);
+        glGetTexImage(GL_TEXTURE_2D, 0, GL_RGBA, GL_FLOAT, t.data());
+        glBindTexture(GL_TEXTURE_2D, 0);
         EXPECT_NEAR(t[0] * multiplier, first.first, 1e-6);
         EXPECT_NEAR(t[1] * multiplier, first.second, 1e-6);
-        readFrom(texture);
-        download(c.format, input, output, size, type);
+        EXPECT_EQ(download(c.format, input, output), -1);
         for (A_long y = 0; y < input.height(); ++y) {
             EXPECT_EQ(std::memcmp(input.row(y), output.row(y), size * input.width()), 0) << y;
         }
         EXPECT_TRUE(output.paddingIntact());
         EXPECT_EQ(Integer(GL_READ_BUFFER), static_cast<GLint>(GL_COLOR_ATTACHMENT0));
+        glDeleteTextures(1, &texture);
+        glDeleteFramebuffers(1, &framebuffer);
     }
 }
 
 TEST_F(PixelTransfer, FailuresThrowTheirCodesAndLeaveNothingBehind) {
     World input(4, 4, PF_PixelFormat_ARGB32), output(4, 4, PF_PixelFormat_ARGB32);
     World deep(4, 4, PF_PixelFormat_ARGB64), floats(6, 4, PF_PixelFormat_ARGB128);
-    unsigned long size = 4;
-    GLenum type = GL_UNSIGNED_BYTE;
-    float multiplier = 0;
+    World noRows(4, 0, PF_PixelFormat_ARGB32);
+    size = 4, type = GL_UNSIGNED_BYTE;
     GLCallRecorder recorder;
-    const auto up = [&](int format, World& world) {
-        return ThrownCode([&] {
-            host.useWorlds(&world, &output);
-            UploadTexture(format, world.effectWorld(), nullptr, &host.inData(), size, type,
-                          multiplier, false);
-        });
-    };
     for (int format : {0, static_cast<int>(PF_PixelFormat_BGRA32)}) {
-        EXPECT_EQ(up(format, input), PF_Err_BAD_CALLBACK_PARAM);
-        EXPECT_EQ(ThrownCode([&] { download(format, input, output, size, type); }),
-                  PF_Err_BAD_CALLBACK_PARAM);
+        EXPECT_EQ(upload(format, input), PF_Err_BAD_CALLBACK_PARAM);
+        EXPECT_EQ(download(format, input, output), PF_Err_BAD_CALLBACK_PARAM);
     }
-    EXPECT_EQ(up(PF_PixelFormat_ARGB32, deep), PF_Err_BAD_CALLBACK_PARAM); // no pixel start given
+    EXPECT_EQ(upload(PF_PixelFormat_ARGB32, deep), PF_Err_BAD_CALLBACK_PARAM); // no pixel start
     host.fail(Callback::Iterate, PF_Interrupt_CANCEL); // the host's iterator fails: its code
-    EXPECT_EQ(up(PF_PixelFormat_ARGB128, floats), PF_Interrupt_CANCEL);
-    // Textures made on the way are deleted, and nothing stays bound.
+    EXPECT_EQ(upload(PF_PixelFormat_ARGB128, floats), PF_Interrupt_CANCEL);
+    // Textures made on the way are deleted, and nothing stays bound or set for unpacking.
     EXPECT_EQ(recorder.names("glGenTextures"), recorder.names("glDeleteTextures"));
     EXPECT_TRUE(Integer(GL_TEXTURE_BINDING_2D) == 0 && Integer(GL_UNPACK_ROW_LENGTH) == 0);
-    host.fail(Callback::NewHandle, 1); // no handle for the read-back
-    EXPECT_EQ(ThrownCode([&] { download(PF_PixelFormat_ARGB32, input, output, size, type); }),
-              PF_Err_OUT_OF_MEMORY);
-}
-
-TEST_F(PixelTransfer, OutputOfNoRowsCopiesNothingAndFramebufferStatusReadsAsText) {
-    World input(3, 3, PF_PixelFormat_ARGB32), output(3, 0, PF_PixelFormat_ARGB32);
-    unsigned long size = 0;
-    GLenum type = GL_NONE;
-    float multiplier = 0;
-    glBindFramebuffer(GL_FRAMEBUFFER, framebuffer);
-    EXPECT_EQ(CheckFramebufferStatus(), "Framebuffer incomplete, missing attachment!");
-    readFrom(upload(PF_PixelFormat_ARGB32, input, size, type, multiplier));
+    // An output of no rows copies nothing, but the handle is still made and disposed of.
+    EXPECT_EQ(upload(PF_PixelFormat_ARGB32, input), -1);
+    EXPECT_TRUE(Integer(GL_TEXTURE_BINDING_2D) == 0 && Integer(GL_UNPACK_ROW_LENGTH) == 0);
     EXPECT_EQ(CheckFramebufferStatus(), "OK");
-    download(PF_PixelFormat_ARGB32, input, output, size, type);
-    EXPECT_EQ(host.calls(Callback::NewHandle), 1); // the handle is still made and disposed of
+    EXPECT_EQ(download(PF_PixelFormat_ARGB32, input, noRows), -1);
+    EXPECT_EQ(host.calls(Callback::NewHandle), 1);
+    host.fail(Callback::NewHandle, 1); // no handle for the read-back
+    EXPECT_EQ(download(PF_PixelFormat_ARGB32, input, output), PF_Err_OUT_OF_MEMORY);
     glBindFramebuffer(GL_FRAMEBUFFER, 0); // no surface: the default frame-buffer is undefined
     EXPECT_EQ(CheckFramebufferStatus(), "Unknown error!");
 }

@@ -5,9 +5,6 @@
 #include "Mat4.h"
 #include "OpenglShader.h"
 #include "StderrCapture.h"
-#include "Vec2.h"
-#include "Vec3.h"
-#include "Vec4.h"
 
 #include <glbinding/gl/gl.h>
 
@@ -33,105 +30,92 @@ const char* const kVertex = "#version 330\nin vec2 position;\nin vec2 input_uv;\
 const char* const kFragment = "#version 330\nin vec2 uv;\nout vec4 colourOut;\n"
                               "void main() { colourOut = vec4(uv, 0.0, 1.0); }";
 
-std::vector<unsigned int> Sorted(std::vector<unsigned int> names) {
-    std::sort(names.begin(), names.end());
-    return names;
+// Every shader object made was deleted again.
+void ExpectStagesFreed(const GLCallRecorder& recorder) {
+    auto made = recorder.names("glCreateShader"), deleted = recorder.names("glDeleteShader");
+    std::sort(made.begin(), made.end()), std::sort(deleted.begin(), deleted.end());
+    EXPECT_EQ(made, deleted);
 }
 
 TEST_F(ShaderBuild, BuildsAtFirstUseWithBindingsAppliedBeforeTheLinkOnlyAndFreesItsStages) {
     GLCallRecorder recorder;
     OpenglShader shader(kVertex, kFragment, "");
     shader.addAttributeBinding("position", 5);
-    shader.addAttributeBinding("position", 6);
+    shader.addAttributeBinding("position", 6); // the first index of a name holds
     shader.setUniform1f("anything", 1.0f);
-    shader.setAttribute2fv(0, nullptr, 16);
-    EXPECT_EQ(-1, shader.getUniformLocation("anything"));
     EXPECT_TRUE(recorder.calls().empty()) << "nothing reaches GL before the first use";
     shader.useProgram();
-    ASSERT_NE(0u, shader.program());
     GLint inUse = 0;
     glGetIntegerv(GL_CURRENT_PROGRAM, &inUse);
-    EXPECT_EQ(static_cast<GLint>(shader.program()), inUse);
-    EXPECT_EQ(5, shader.getAttributeLocation("position")) << "the first index of a name holds";
+    EXPECT_TRUE(shader.program() != 0 && static_cast<GLint>(shader.program()) == inUse);
+    EXPECT_EQ(5, shader.getAttributeLocation("position"));
     const GLint uvBefore = shader.getAttributeLocation("input_uv");
-    shader.addAttributeBinding("input_uv", 9);
+    shader.addAttributeBinding("input_uv",
+                               9); // after the link: no effect, no relink
     shader.useProgram();
     EXPECT_EQ(uvBefore, shader.getAttributeLocation("input_uv"));
     EXPECT_EQ(1u, recorder.count("glLinkProgram"));
-
     EXPECT_EQ(2u, recorder.count("glCreateShader")) << "an empty geometry source makes no stage";
-    EXPECT_EQ(Sorted(recorder.names("glCreateShader")), Sorted(recorder.names("glDeleteShader")))
-        << "the shader objects are released after the link";
+    ExpectStagesFreed(recorder);
     EXPECT_NO_GL_ERROR();
 }
 
 TEST_F(ShaderBuild, FailedBuildsPrintTheFirstFailingStagesLogCutTo512BytesAndRetry) {
-    std::string broken = "#version 330\nout vec4 colourOut;\nvoid main() {\n";
-    for (int i = 0; i < 40; ++i) {
-        broken += "    colourOut += undeclaredValue" + std::to_string(i) + ";\n";
+    std::string broken = "#version 330\nout vec4 c;\nvoid main() {\n";
+    for (int i = 0; i < 40; ++i) { // a log far longer than 512 bytes
+        broken += "    c += undeclared" + std::to_string(i) + ";\n";
     }
-    broken += "}\n";
     GLCallRecorder recorder;
-    OpenglShader shader(kVertex, broken);
+    OpenglShader shader(kVertex, broken + "}\n");
     StderrCapture first;
     shader.useProgram();
     const std::string printed = first.text();
-    // GL's log of forty errors, cut to 512 bytes with the terminating zero, then a line end.
+    // The log cut to 512 bytes with its terminating zero, then a line end.
     EXPECT_EQ(0u, printed.find("Shader frag error:\n"));
-    EXPECT_EQ(std::string("Shader frag error:\n").size() + 511 + 1, printed.size());
-    EXPECT_EQ('\n', printed.back());
-    GLint inUse = -1;
-    glGetIntegerv(GL_CURRENT_PROGRAM, &inUse);
-    EXPECT_TRUE(shader.program() == 0 && inUse == 0);
-    EXPECT_EQ(0u, recorder.count("glCreateProgram"));
+    EXPECT_EQ(std::string("Shader frag error:\n").size() + 512, printed.size());
+    EXPECT_TRUE(shader.program() == 0 && recorder.count("glCreateProgram") == 0);
     recorder.clear();
     shader.setUniform4f("colour", 1.0f, 2.0f, 3.0f, 4.0f);
-    shader.setUniformTexture("image", static_cast<int>(GL_TEXTURE_2D), 1, 0);
     shader.setAttribute4fv(0, nullptr, 0);
-    shader.disableVertexAttributeArray(0);
     EXPECT_TRUE(recorder.calls().empty()) << "an unbuilt program ignores its setters";
     StderrCapture again;
     shader.useProgram();
     EXPECT_EQ(printed, again.text()) << "the next use builds afresh";
 
-    StderrCapture vertexFirst;
+    StderrCapture later; // a broken vertex stage: the fragment stage is not compiled
     OpenglShader bothBroken("#version 330\nvoid main() { broken }", broken);
     bothBroken.useProgram();
-    EXPECT_EQ(0u, vertexFirst.text().find("Shader vert error:\n"));
-    EXPECT_EQ(std::string::npos, vertexFirst.text().find("frag"))
-        << "later stages are not compiled";
-
+    EXPECT_TRUE(later.text().find("Shader vert error:\n") == 0 &&
+                later.text().find("frag") == std::string::npos);
     // The vertex stage writes uv as a vec2: the link fails, and its log follows.
+    OpenglShader unmatched(kVertex, "#version 330\nin vec3 uv;\nout vec4 c;\nvoid main() { c = "
+                                    "vec4(uv, 1.0); }");
     StderrCapture link;
-    OpenglShader unmatched(
-        kVertex, "#version 330\nin vec3 uv;\nout vec4 c;\nvoid main() { c = vec4(uv, 1.0); }");
     unmatched.useProgram();
     EXPECT_EQ(0u, link.text().find("Program error:\n"));
-    EXPECT_GT(link.text().size(), 16u);
     EXPECT_EQ(0u, unmatched.program());
     EXPECT_EQ(recorder.names("glCreateProgram"), recorder.names("glDeleteProgram"));
-    EXPECT_EQ(Sorted(recorder.names("glCreateShader")), Sorted(recorder.names("glDeleteShader")))
-        << "a failed build leaves no GL object behind";
+    ExpectStagesFreed(recorder);
     EXPECT_NO_GL_ERROR();
 }
 
 TEST_F(ShaderSetters, EveryUniformSetterReachesItsUniformInSinglePrecisionAndFieldOrder) {
-    // Arrays of two for the v forms; the second element shows both count and stride. All read.
-    OpenglShader shader(
-        kVertex,
-        "#version 330\nout vec4 c;\nuniform sampler2D image;\nuniform float unread;\n"
-        "uniform int i1; uniform ivec2 i2; uniform ivec3 i3; uniform ivec4 i4;\n"
-        "uniform float f1; uniform vec2 f2; uniform vec3 f3; uniform vec4 f4;\n"
-        "uniform int i1v[2]; uniform ivec2 i2v[2]; uniform ivec3 i3v[2]; uniform ivec4 i4v[2];\n"
-        "uniform float f1v[2]; uniform vec2 f2v[2]; uniform vec3 f3v[2]; uniform vec4 f4v[2];\n"
-        "uniform vec2 v2; uniform vec3 v3; uniform vec4 v4; uniform vec4 colour;\n"
-        "uniform mat3 affine[2]; uniform mat4 matrix;\n"
-        "void main() { c = texture(image, vec2(0.5)) * float(i1 + i2.x + i3.x + i4.x + i1v[1] + "
-        "i2v[1].x + i3v[1].x + i4v[1].x)"
-        " + f1 + f2.x + f3.x + f4.x + f1v[1] + f2v[1].x + f3v[1].x + f4v[1].x + v2.x + v3.x + v4 + "
-        "colour"
-        " + affine[1][2].x + matrix[3]; }");
-    shader.setUniform2f("v2", Vec2(1, 2)); // before the build: nothing
+    // Arrays of two for the v forms: the second element shows both count and stride.
+    OpenglShader shader(kVertex, "#version 330\nout vec4 c;\nuniform sampler2D image;\n"
+                                 "uniform float unread;\nuniform int i1; uniform ivec2 i2;\n"
+                                 "uniform ivec3 i3; uniform ivec4 i4; uniform float f1;\n"
+                                 "uniform vec2 f2; uniform vec3 f3; uniform vec4 f4;\n"
+                                 "uniform int i1v[2]; uniform ivec2 i2v[2];\n"
+                                 "uniform ivec3 i3v[2]; uniform ivec4 i4v[2];\n"
+                                 "uniform float f1v[2]; uniform vec2 f2v[2];\n"
+                                 "uniform vec3 f3v[2]; uniform vec4 f4v[2]; uniform vec2 v2;\n"
+                                 "uniform vec3 v3; uniform vec4 v4; uniform vec4 colour;\n"
+                                 "uniform mat3 affine[2]; uniform mat4 matrix;\n"
+                                 "void main() { c = texture(image, vec2(0.5))\n"
+                                 " * float(i1 + i2.x + i3.x + i4.x + i1v[1] + i2v[1].x\n"
+                                 " + i3v[1].x + i4v[1].x) + f1 + f2.x + f3.x + f4.x + f1v[1]\n"
+                                 " + f2v[1].x + f3v[1].x + f4v[1].x + v2.x + v3.x + v4\n"
+                                 " + colour + affine[1][2].x + matrix[3]; }");
     shader.useProgram();
     ASSERT_NE(0u, shader.program());
     const int ints[8] = {1, 2, 3, 4, 5, 6, 7, 8};
@@ -141,39 +125,43 @@ TEST_F(ShaderSetters, EveryUniformSetterReachesItsUniformInSinglePrecisionAndFie
     for (int i = 0; i < 16; ++i) {
         matrix.m[i] = i + 0.5;
     }
+    const OpenglShader& s = shader;
     struct Case {
         const char* read;
         std::function<void()> set;
         std::vector<float> want;
     };
-    // clang-format off
     const Case cases[] = {
-        {"i1", [&] { shader.setUniform1i("i1", 1); }, {1}},
-        {"i2", [&] { shader.setUniform2i("i2", 1, 2); }, {1, 2}},
-        {"i3", [&] { shader.setUniform3i("i3", 1, 2, 3); }, {1, 2, 3}},
-        {"i4", [&] { shader.setUniform4i("i4", 1, 2, 3, 4); }, {1, 2, 3, 4}},
-        {"f1", [&] { shader.setUniform1f("f1", 0.5f); }, {0.5f}},
-        {"f2", [&] { shader.setUniform2f("f2", 0.5f, 1.5f); }, {0.5f, 1.5f}},
-        {"f3", [&] { shader.setUniform3f("f3", 0.5f, 1.5f, 2.5f); }, {0.5f, 1.5f, 2.5f}},
-        {"f4", [&] { shader.setUniform4f("f4", 0.5f, 1.5f, 2.5f, 3.5f); }, {0.5f, 1.5f, 2.5f, 3.5f}},
-        {"i1v[1]", [&] { shader.setUniform1iv("i1v", ints, 2); }, {2}},
-        {"i2v[1]", [&] { shader.setUniform2iv("i2v", ints, 2); }, {3, 4}},
-        {"i3v[1]", [&] { shader.setUniform3iv("i3v", ints, 2); }, {4, 5, 6}},
-        {"i4v[1]", [&] { shader.setUniform4iv("i4v", ints, 2); }, {5, 6, 7, 8}},
-        {"f1v[1]", [&] { shader.setUniform1fv("f1v", floats, 2); }, {1.5f}},
-        {"f2v[1]", [&] { shader.setUniform2fv("f2v", floats, 2); }, {2.5f, 3.5f}},
-        {"f3v[1]", [&] { shader.setUniform3fv("f3v", floats, 2); }, {3.5f, 4.5f, 5.5f}},
-        {"f4v[1]", [&] { shader.setUniform4fv("f4v", floats, 2); }, {4.5f, 5.5f, 6.5f, 7.5f}},
-        {"v2", [&] { shader.setUniform2f("v2", Vec2(0.1, -2.5)); }, {0.1f, -2.5f}},
-        {"v3", [&] { shader.setUniform3f("v3", Vec3(1, 2, 3)); }, {1, 2, 3}},
-        {"v4", [&] { shader.setUniform4f("v4", Vec4(4, 5, 6, 7)); }, {4, 5, 6, 7}},
-        {"colour", [&] { shader.setUniform4f("colour", Color(0.25, 0.5, 0.75, 1.0 / 3.0)); }, {0.25f, 0.5f, 0.75f, 1.0f / 3.0f}},
+        {"i1", [&] { s.setUniform1i("i1", 1); }, {1}},
+        {"i2", [&] { s.setUniform2i("i2", 1, 2); }, {1, 2}},
+        {"i3", [&] { s.setUniform3i("i3", 1, 2, 3); }, {1, 2, 3}},
+        {"i4", [&] { s.setUniform4i("i4", 1, 2, 3, 4); }, {1, 2, 3, 4}},
+        {"f1", [&] { s.setUniform1f("f1", 0.5f); }, {0.5f}},
+        {"f2", [&] { s.setUniform2f("f2", 0.5f, 1.5f); }, {0.5f, 1.5f}},
+        {"f3", [&] { s.setUniform3f("f3", 0.5f, 1.5f, 2.5f); }, {0.5f, 1.5f, 2.5f}},
+        {"f4", [&] { s.setUniform4f("f4", 0.5f, 1.5f, 2.5f, 3.5f); }, {0.5f, 1.5f, 2.5f, 3.5f}},
+        {"i1v[1]", [&] { s.setUniform1iv("i1v", ints, 2); }, {2}},
+        {"i2v[1]", [&] { s.setUniform2iv("i2v", ints, 2); }, {3, 4}},
+        {"i3v[1]", [&] { s.setUniform3iv("i3v", ints, 2); }, {4, 5, 6}},
+        {"i4v[1]", [&] { s.setUniform4iv("i4v", ints, 2); }, {5, 6, 7, 8}},
+        {"f1v[1]", [&] { s.setUniform1fv("f1v", floats, 2); }, {1.5f}},
+        {"f2v[1]", [&] { s.setUniform2fv("f2v", floats, 2); }, {2.5f, 3.5f}},
+        {"f3v[1]", [&] { s.setUniform3fv("f3v", floats, 2); }, {3.5f, 4.5f, 5.5f}},
+        {"f4v[1]", [&] { s.setUniform4fv("f4v", floats, 2); }, {4.5f, 5.5f, 6.5f, 7.5f}},
+        {"v2", [&] { s.setUniform2f("v2", Vec2(0.1, -2.5)); }, {0.1f, -2.5f}},
+        {"v3", [&] { s.setUniform3f("v3", Vec3(1, 2, 3)); }, {1, 2, 3}},
+        {"v4", [&] { s.setUniform4f("v4", Vec4(4, 5, 6, 7)); }, {4, 5, 6, 7}},
+        {"colour",
+         [&] { s.setUniform4f("colour", Color(0.25, 0.5, 0.75, 1.0 / 3)); },
+         {0.25f, 0.5f, 0.75f, 1.0f / 3}},
         // Affine columns (a, b, 0), (c, d, 0), (e, f, 1); Mat4 not transposed.
-        {"affine[0]", [&] { shader.setUniformMatrix3f("affine", transforms, 2); }, {1, 2, 0, 3, 4, 0, 5, 6, 1}},
+        {"affine[0]",
+         [&] { s.setUniformMatrix3f("affine", transforms, 2); },
+         {1, 2, 0, 3, 4, 0, 5, 6, 1}},
         {"affine[1]", [] {}, {7, 8, 0, 9, 10, 0, 11, 12, 1}},
-        {"matrix", [&] { shader.setUniformMatrix4f("matrix", matrix, 1); }, {0.5f, 1.5f, 2.5f, 3.5f, 4.5f, 5.5f, 6.5f, 7.5f, 8.5f, 9.5f, 10.5f, 11.5f, 12.5f, 13.5f, 14.5f, 15.5f}},
+        {"matrix", [&] { s.setUniformMatrix4f("matrix", matrix, 1); },
+         std::vector<float>(matrix.m, matrix.m + 16)},
     };
-    // clang-format on
     for (const Case& c : cases) {
         c.set();
         std::vector<float> got(16, 0.0f);
@@ -182,18 +170,16 @@ TEST_F(ShaderSetters, EveryUniformSetterReachesItsUniformInSinglePrecisionAndFie
         EXPECT_EQ(c.want, got) << c.read;
     }
     GLuint texture = makeTexture(1, 1, {255, 255, 255, 255});
-    shader.setUniformTexture("image", static_cast<int>(GL_TEXTURE_2D), static_cast<int>(texture),
-                             3);
+    s.setUniformTexture("image", static_cast<int>(GL_TEXTURE_2D), static_cast<int>(texture), 3);
     GLint active = 0, bound = 0, unit = -1;
     glGetIntegerv(GL_ACTIVE_TEXTURE, &active);
     glGetIntegerv(GL_TEXTURE_BINDING_2D, &bound);
     glGetUniformiv(shader.program(), shader.getUniformLocation("image"), &unit);
-    EXPECT_EQ(static_cast<GLint>(GL_TEXTURE3), active) << "the unit stays active";
-    EXPECT_EQ(static_cast<GLint>(texture), bound) << "the texture stays bound";
-    EXPECT_EQ(3, unit);
+    // The unit stays active and the texture bound to it.
+    EXPECT_TRUE(active == static_cast<GLint>(GL_TEXTURE3) && bound == GLint(texture) && unit == 3);
     GLCallRecorder recorder;
-    shader.setUniform1f("unread", 1.0f); // GL drops a uniform nothing reads
-    shader.setUniform2i("absent", 1, 2);
+    s.setUniform1f("unread", 1.0f); // GL drops a uniform nothing reads
+    s.setUniform2i("absent", 1, 2);
     EXPECT_EQ(2u, recorder.calls().size()) << "unknown uniforms are looked up and skipped";
     glActiveTexture(GL_TEXTURE0);
     glDeleteTextures(1, &texture);
@@ -201,13 +187,11 @@ TEST_F(ShaderSetters, EveryUniformSetterReachesItsUniformInSinglePrecisionAndFie
 }
 
 TEST_F(ShaderSetters, AttributeSettersPointEnabledArraysIntoTheBoundBuffer) {
-    OpenglShader shader(
-        "#version 330\nin float a1; in vec2 a2; in vec3 a3; in vec4 a4; in float ai;\n"
-        "void main() { gl_Position = vec4(a1 + ai + a2.x + a2.y, a3) + a4; }",
-        "#version 330\nout vec4 c;\nvoid main() { c = vec4(1); }");
-    for (int index = 1; index <= 4; ++index) {
-        shader.addAttributeBinding("a" + std::to_string(index), index);
-    }
+    OpenglShader shader("#version 330\nin vec2 a2; in vec3 a3; in float ai;\n"
+                        "void main() { gl_Position = vec4(ai + a2.x + a2.y, a3); }",
+                        "#version 330\nout vec4 c;\nvoid main() { c = vec4(1); }");
+    shader.addAttributeBinding("a2", 2);
+    shader.addAttributeBinding("a3", 3);
     shader.addAttributeBinding("ai", 5);
     shader.useProgram();
     GLuint vertexArray = 0, buffer = 0;
@@ -223,36 +207,32 @@ TEST_F(ShaderSetters, AttributeSettersPointEnabledArraysIntoTheBoundBuffer) {
         std::vector<GLint> want; // enabled, size, type, stride, normalised, buffer, offset
     };
     const GLint b = static_cast<GLint>(buffer), f = static_cast<GLint>(GL_FLOAT);
-    // clang-format off
     const Case cases[] = {
         {[&] { shader.setAttribute2fv("a2", at(8), 40); }, 2, {1, 2, f, 40, 0, b, 8}},
-        {[&] { shader.setAttribute4fv("a4", at(16), 40); }, 4, {1, 4, f, 40, 0, b, 16}},
         {[&] { shader.setAttribute3fv(3, at(28), 24); }, 3, {1, 3, f, 24, 0, b, 28}},
-        {[&] { shader.setAttribute1iv(5, reinterpret_cast<const int*>(36), 24); }, 5, {1, 1, static_cast<GLint>(GL_INT), 24, 0, b, 36}},
+        {[&] { shader.setAttribute1iv(5, reinterpret_cast<const int*>(36), 24); },
+         5,
+         {1, 1, static_cast<GLint>(GL_INT), 24, 0, b, 36}},
         {[&] { shader.disableVertexAttributeArray("a2"); }, 2, {0, 2, f, 40, 0, b, 8}},
     };
-    // clang-format on
     for (const Case& c : cases) {
         c.set();
-        std::vector<GLint> got(7, -1);
-        int q = 0;
+        std::vector<GLint> got;
         for (GLenum query :
              {GL_VERTEX_ATTRIB_ARRAY_ENABLED, GL_VERTEX_ATTRIB_ARRAY_SIZE,
               GL_VERTEX_ATTRIB_ARRAY_TYPE, GL_VERTEX_ATTRIB_ARRAY_STRIDE,
               GL_VERTEX_ATTRIB_ARRAY_NORMALIZED, GL_VERTEX_ATTRIB_ARRAY_BUFFER_BINDING}) {
-            glGetVertexAttribiv(c.location, query, &got[q++]);
+            glGetVertexAttribiv(c.location, query, &got.emplace_back(-1));
         }
         void* pointer = nullptr;
         glGetVertexAttribPointerv(c.location, GL_VERTEX_ATTRIB_ARRAY_POINTER, &pointer);
-        got[6] = static_cast<GLint>(reinterpret_cast<std::uintptr_t>(pointer));
+        got.push_back(static_cast<GLint>(reinterpret_cast<std::uintptr_t>(pointer)));
         EXPECT_EQ(c.want, got) << "row " << &c - cases;
     }
     GLCallRecorder recorder;
     shader.setAttribute2fv("absent", at(0), 8);
     shader.setAttribute1iv(-1, nullptr, 8);
-    shader.disableVertexAttributeArray("absent");
-    EXPECT_EQ(0u, recorder.count("glEnableVertexAttribArray") +
-                      recorder.count("glDisableVertexAttribArray"));
+    EXPECT_EQ(0u, recorder.count("glEnableVertexAttribArray"));
     glBindVertexArray(0);
     glDeleteVertexArrays(1, &vertexArray);
     glDeleteBuffers(1, &buffer);
