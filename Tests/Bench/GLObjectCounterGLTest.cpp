@@ -17,9 +17,8 @@ class GLObjectCounterTest : public GLTest {};
 
 TEST_F(GLObjectCounterTest, CountsWhatIsMadeUntilItIsDeletedOnEveryContext) {
     GLObjectCounter counter;
-    GLuint textures[3] = {};
+    GLuint textures[3] = {}, framebuffer = 0;
     glGenTextures(3, textures);
-    GLuint framebuffer = 0;
     glGenFramebuffers(1, &framebuffer);
     const GLuint program = glCreateProgram();
     EXPECT_EQ(counter.total(), 5u);
@@ -38,15 +37,14 @@ TEST_F(GLObjectCounterTest, CountsWhatIsMadeUntilItIsDeletedOnEveryContext) {
     });
     hostContext().makeCurrent();
 
-    glDeleteTextures(2, textures);
-    glDeleteProgram(program);
     // Names that are not alive count nothing.
     const GLuint never = 4242;
     glDeleteTextures(1, &never);
     glDeleteProgram(0);
+    glDeleteTextures(2, textures);
+    glDeleteProgram(program);
     EXPECT_EQ(counter.total(), 2u);
     EXPECT_EQ(counter.live().count("Program"), 0u);
-
     glDeleteTextures(1, &textures[2]);
     glDeleteFramebuffers(1, &framebuffer);
     EXPECT_EQ(counter.total(), 0u);

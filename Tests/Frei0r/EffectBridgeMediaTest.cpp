@@ -1,5 +1,5 @@
-// The frei0r module inside Debian's ffmpeg and melt, run as their users run
-// them, on small generated clips; frames compared with aehost's.
+// The frei0r module inside Debian's ffmpeg and melt, run as their users run them, on small
+// generated clips; frames compared with aehost's.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -18,10 +18,8 @@ using namespace Brindel::Testing;
 
 namespace {
 
-constexpr int kWidth = 96, kHeight = 64, kFrames = 3;
-const std::string kSize = "96x64";
-const std::string kFilter = "frei0r=filter_name=gaussian_blur:filter_params=";
-constexpr const char* kBlurScale = "0.1667";
+const std::string kFilter = " -vf frei0r=filter_name=gaussian_blur:filter_params=";
+const std::string kToPipe = " -f rawvideo -pix_fmt rgba -";
 
 bool Has(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
@@ -30,7 +28,7 @@ bool Has(const std::string& text, const std::string& part) {
 class Frei0rMedia : public ::testing::Test {
 protected:
     // A tool run in the test's folder that finds the module through FREI0R_PATH (`modules`),
-    // and the effect beside it. The run must succeed.
+    // and the effect beside it; the run must succeed.
     ChildProcess::Result tool(const std::string& line, const std::string& modules = BRIDGE_DIR,
                               std::vector<std::string> environment = {}) {
         environment.push_back("FREI0R_PATH=" + modules);
@@ -44,68 +42,71 @@ protected:
                                 const std::string& modules = BRIDGE_DIR) {
         return tool("ffmpeg -nostdin -loglevel error -y " + arguments, modules);
     }
-
-    // Frames as ffmpeg hands them to an RGBA filter.
-    std::string decode(const std::string& clip, const std::string& filter = "") {
-        return ffmpeg("-i " + clip + filter + " -f rawvideo -pix_fmt rgba -").out;
-    }
-    // Three frames of the test source, in the format that `arguments` ask for.
+    // Three 96x64 frames of the test source, in the format that `arguments` ask for.
     void make(const std::string& clip, const std::string& arguments) {
-        ffmpeg("-f lavfi -i testsrc2=s=" + kSize + ":r=10" + arguments + " -frames:v 3 " + clip);
+        ffmpeg("-f lavfi -i testsrc2=s=96x64:r=10" + arguments + " -frames:v 3 " + clip);
     }
-
-    // The tool's frames are aehost's for the same input, within a level.
+    // The tool's frames, as ffmpeg hands them to an RGBA filter, are aehost's for the same
+    // input within a level.
     void expectAehosts(const std::string& rgba, const std::string& input) {
         EXPECT_NE(rgba, input) << "the frames were not blurred";
-        EXPECT_EQ(rgba.size(), size_t{kWidth} * kHeight * 4 * kFrames);
-        const std::string expected =
-            AehostRaw(folder.path(), kWidth, kHeight, 0.1667 * 60, RgbaToArgb(input));
+        EXPECT_EQ(rgba.size(), size_t{96} * 64 * 4 * 3);
         std::string what;
-        EXPECT_TRUE(WithinLevels(RgbaToArgb(rgba), expected, 1, what)) << what;
+        EXPECT_TRUE(WithinLevels(RgbaToArgb(rgba),
+                                 AehostRaw(folder.path(), 96, 64, 0.1667 * 60, RgbaToArgb(input)),
+                                 1, what))
+            << what;
     }
 
     ScratchFolder folder;
 };
 
-TEST_F(Frei0rMedia, FfmpegFilterMatchesAehostOnOpaqueAndTransparentClipsThroughAPipe) {
-    // A coded clip, with ffmpeg's own conversion from YUV, and a lossless one whose alpha runs
-    // from clear on the left to opaque on the right. The filtered stream goes through a pipe,
-    // which must hold the frames and nothing that the effect prints.
+// A coded clip, with ffmpeg's own conversion from YUV, and a lossless one whose alpha runs from
+// clear on the left to opaque on the right; ffmpeg writes into a pipe, which must hold the
+// frames and nothing that the effect prints. Melt writes images of its own.
+TEST_F(Frei0rMedia, FfmpegAndMeltFramesMatchAehostOnCodedAndTransparentClipsThroughAPipe) {
     make("coded.mp4", " -pix_fmt yuv420p -c:v libx264");
     make("alpha.mkv", ",format=rgba,geq=r='r(X,Y)':g='g(X,Y)':b='b(X,Y)':a='255*X/W' -c:v png");
     for (const char* clip : {"coded.mp4", "alpha.mkv"}) {
         SCOPED_TRACE(clip);
-        expectAehosts(decode(clip, " -vf " + kFilter + kBlurScale), decode(clip));
+        const std::string input = std::string(" -i ") + clip;
+        expectAehosts(ffmpeg(input + kFilter + "0.1667" + kToPipe).out,
+                      ffmpeg(input + kToPipe).out);
     }
+    make("opaque.mkv", " -pix_fmt rgb24 -c:v png");
+    tool("melt -silent opaque.mkv -consumer avformat:plain-%03d.png vcodec=png");
+    tool("melt -silent opaque.mkv -filter frei0r.gaussian_blur 0=0.1667 "
+         "-consumer avformat:blurred-%03d.png vcodec=png");
+    expectAehosts(ffmpeg("-i blurred-%03d.png" + kToPipe).out,
+                  ffmpeg("-i plain-%03d.png" + kToPipe).out);
 }
 
 // The effect is a guest: the host's allocator is left as it is, and its memory must stay flat
-// however long the stream, on every branch of the blur.
+// however long the stream, on every branch of the blur: 0 and 0.4 px take the single pass,
+// 3 px the two passes.
 TEST_F(Frei0rMedia, FfmpegPeakMemoryStaysFlatOverALongStreamAtEveryBlurBranch) {
-    // Blur 0 and 0.4 px take the single pass, 3 px the two passes.
     for (const char* blur : {"0", "0.0066667", "0.05"}) {
         double peak[2] = {};
         for (const int frames : {40, 240}) {
-            peak[frames == 240] =
-                ffmpeg("-f lavfi -i testsrc2=s=320x180:r=25 -frames:v " + std::to_string(frames) +
-                       " -vf " + kFilter + blur + " -f null -")
-                    .peakMiB;
+            peak[frames == 240] = ffmpeg("-f lavfi -i testsrc2=s=320x180:r=25 -frames:v " +
+                                         std::to_string(frames) + kFilter + blur + " -f null -")
+                                      .peakMiB;
         }
         EXPECT_LT(peak[1] - peak[0], 16.0) << "Blur Scale " << blur << ": " << peak[0]
                                            << " MiB after 40 frames, " << peak[1] << " after 240";
     }
 }
 
-// Modules are often installed as links into a folder on FREI0R_PATH. The
-// effect is looked for beside the module's real file, then beside the link;
-// when it is in neither, frames pass through and the message names both.
+// Modules are often installed as links into a folder on FREI0R_PATH. The effect is looked for
+// beside the module's real file, then beside the link; when it is in neither, frames pass
+// through and the message names both.
 TEST_F(Frei0rMedia, FfmpegFindsTheEffectBesideALinkedModuleOrNamesBothPlaces) {
     const fs::path real = fs::path(BRIDGE_DIR) / "gaussian_blur.so";
     const fs::path lone = folder / "lone", link = folder / "link";
     fs::create_directories(lone);
     fs::copy_file(real, lone / "gaussian_blur.so");
     make("clip.mkv", " -pix_fmt rgba -c:v png");
-    const std::string input = decode("clip.mkv");
+    const std::string input = ffmpeg("-i clip.mkv" + kToPipe).out;
     const struct {
         fs::path target; // what the link in the FREI0R_PATH folder points at
         bool effectBesideLink;
@@ -122,8 +123,7 @@ TEST_F(Frei0rMedia, FfmpegFindsTheEffectBesideALinkedModuleOrNamesBothPlaces) {
             fs::create_symlink(fs::path(BRIDGE_DIR) / "GaussianBlur.so", link / "GaussianBlur.so");
         }
         const ChildProcess::Result r =
-            ffmpeg("-i clip.mkv -vf " + kFilter + kBlurScale + " -f rawvideo -pix_fmt rgba -",
-                   link.string());
+            ffmpeg("-i clip.mkv" + kFilter + "0.1667" + kToPipe, link.string());
         if (c.blurs) {
             EXPECT_FALSE(Has(r.err, "gaussian_blur:")) << r.err;
             expectAehosts(r.out, input);
@@ -136,61 +136,47 @@ TEST_F(Frei0rMedia, FfmpegFindsTheEffectBesideALinkedModuleOrNamesBothPlaces) {
     }
 }
 
-TEST_F(Frei0rMedia, MeltRendersFramesThroughTheFilterAsAehostDoes) {
-    make("clip.mkv", " -pix_fmt rgb24 -c:v png");
-    // Every frame as melt sees it, and every frame through the filter.
-    tool("melt -silent clip.mkv -consumer avformat:plain-%03d.png vcodec=png");
-    tool(std::string("melt -silent clip.mkv -filter frei0r.gaussian_blur 0=") + kBlurScale +
-         " -consumer avformat:blurred-%03d.png vcodec=png");
-    EXPECT_TRUE(fs::exists(folder / "blurred-003.png"));
-    expectAehosts(decode("blurred-%03d.png"), decode("plain-%03d.png"));
-}
-
+// Three frames, at Blur Scale 0 and 3 pixels: a failure in the first or second must not spoil
+// the frames after it, and a frame that fails passes through with a line saying so.
 TEST_F(Frei0rMedia, EveryInjectedGpuFailureGivesTheBlurredFrameOrTheInputWithALine) {
     constexpr size_t kFrameBytes = size_t{64} * 48 * 4;
-    // Three frames: a failure in the first or second must not spoil the frames after it.
     const std::string input =
         RandomFrame(64, 48, 21, 3) + RandomFrame(64, 48, 22, 3) + RandomFrame(64, 48, 23, 3);
     ScratchFolder::Write(folder / "in.rgba", input);
     const std::string kPassed = "; the frame passes through unchanged";
     GpuFaultSweep sweep(GPU_FAULT_INJECTOR_PATH);
-    // Blur Scale 0 and 3 pixels, as frei0r's 0 to 1.
     for (const std::string blur : {"0", "0.05"}) {
         std::string reference;
-        sweep.sweep(
-            "blur " + blur,
-            [&](const std::string& fault) -> std::string {
-                const ChildProcess::Result r =
-                    tool("ffmpeg -nostdin -loglevel error -f rawvideo -pix_fmt rgba -s 64x48 -i "
-                         "in.rgba -vf " +
-                             kFilter + blur + " -f rawvideo -pix_fmt rgba -",
-                         BRIDGE_DIR, sweep.environment(fault));
-                reference = fault.empty() ? r.out : reference;
-                if (r.status != 0 || r.out.size() != input.size()) {
-                    return "exit " + std::to_string(r.status) + ", " +
-                           std::to_string(r.out.size() / kFrameBytes) + " frames";
-                }
-                int blurred = 0, passed = 0, lines = 0, others = 0;
-                for (size_t at = 0; at < input.size(); at += kFrameBytes) {
-                    blurred += r.out.compare(at, kFrameBytes, reference, at, kFrameBytes) == 0;
-                    passed += r.out.compare(at, kFrameBytes, input, at, kFrameBytes) == 0;
-                }
-                // Beside those lines, only the effect's GL version blocks.
-                std::istringstream text(r.err);
-                for (std::string line; std::getline(text, line);) {
-                    lines += Has(line, kPassed);
-                    others += !line.empty() && line.rfind("OpenGL ", 0) != 0 && !Has(line, kPassed);
-                }
-                if (blurred == 3 && lines == 0) {
-                    return "blurred";
-                }
-                if (blurred + passed == 3 && lines == passed && others == 0) {
-                    return "passed through, said so";
-                }
-                return std::to_string(3 - blurred - passed) + " wrong frames, " +
-                       std::to_string(lines) + " lines";
-            },
-            {"blurred", "passed through, said so"});
+        const auto run = [&](const std::string& fault) -> std::string {
+            const ChildProcess::Result r = tool("ffmpeg -nostdin -loglevel error -f rawvideo "
+                                                "-pix_fmt rgba -s 64x48 -i in.rgba" +
+                                                    kFilter + blur + kToPipe,
+                                                BRIDGE_DIR, sweep.environment(fault));
+            reference = fault.empty() ? r.out : reference;
+            if (r.status != 0 || r.out.size() != input.size()) {
+                return "exit " + std::to_string(r.status) + ", " + std::to_string(r.out.size()) +
+                       " bytes";
+            }
+            int blurred = 0, passed = 0, lines = 0, others = 0;
+            for (size_t at = 0; at < input.size(); at += kFrameBytes) {
+                blurred += r.out.compare(at, kFrameBytes, reference, at, kFrameBytes) == 0;
+                passed += r.out.compare(at, kFrameBytes, input, at, kFrameBytes) == 0;
+            }
+            // Beside those lines, only the effect's GL version blocks.
+            std::istringstream text(r.err);
+            for (std::string line; std::getline(text, line);) {
+                lines += Has(line, kPassed);
+                others += !line.empty() && line.rfind("OpenGL ", 0) != 0 && !Has(line, kPassed);
+            }
+            if (blurred == 3 && lines == 0) {
+                return "blurred";
+            }
+            return blurred + passed == 3 && lines == passed && others == 0
+                       ? "passed through, said so"
+                       : std::to_string(3 - blurred - passed) + " wrong frames, " +
+                             std::to_string(lines) + " lines";
+        };
+        sweep.sweep("blur " + blur, run, {"blurred", "passed through, said so"});
     }
 }
 

@@ -18,13 +18,6 @@ std::string RgbaToArgb(std::string rgba) {
     return rgba;
 }
 
-std::string ArgbToRgba(std::string argb) {
-    for (size_t i = 0; i + 3 < argb.size(); i += 4) {
-        std::rotate(argb.begin() + i, argb.begin() + i + 1, argb.begin() + i + 4);
-    }
-    return argb;
-}
-
 std::string AehostRaw(const std::filesystem::path& folder, int width, int height, double blurPixels,
                       const std::string& argbFrames) {
     std::ostringstream blur;
@@ -43,23 +36,17 @@ bool WithinLevels(const std::string& a, const std::string& b, int levels, std::s
         what = "sizes " + std::to_string(a.size()) + " and " + std::to_string(b.size());
         return false;
     }
-    for (size_t i = 0; i + 3 < a.size(); i += 4) {
-        const double alphaA = static_cast<uint8_t>(a[i]), alphaB = static_cast<uint8_t>(b[i]);
-        bool close = std::abs(alphaA - alphaB) <= levels;
+    const auto level = [](const std::string& pixels, size_t at) {
+        return static_cast<double>(static_cast<uint8_t>(pixels[at]));
+    };
+    for (size_t i = 0; i < a.size(); i += 4) {
+        bool close = std::abs(level(a, i) - level(b, i)) <= levels;
         for (size_t c = 1; c < 4 && close; ++c) {
-            close = std::abs(static_cast<uint8_t>(a[i + c]) * alphaA / 255.0 -
-                             static_cast<uint8_t>(b[i + c]) * alphaB / 255.0) <= levels + 1e-9;
+            close = std::abs(level(a, i + c) * level(a, i) - level(b, i + c) * level(b, i)) / 255 <=
+                    levels + 1e-9;
         }
         if (!close) {
-            std::ostringstream text;
-            text << "pixel " << i / 4 << ": ARGB";
-            for (const std::string* pixel : {&a, &b}) {
-                for (size_t c = 0; c < 4; ++c) {
-                    text << ' ' << int(static_cast<uint8_t>((*pixel)[i + c]));
-                }
-                text << (pixel == &a ? " against" : "");
-            }
-            what = text.str();
+            what = "pixel " + std::to_string(i / 4) + " of " + std::to_string(a.size() / 4);
             return false;
         }
     }
