@@ -10,15 +10,6 @@
 
 using Brindel::GaussianBlur::Color;
 
-namespace {
-
-bool InUnitRange(const Color& c) {
-    return c.red >= 0.0 && c.red <= 1.0 && c.green >= 0.0 && c.green <= 1.0 && c.blue >= 0.0 &&
-           c.blue <= 1.0 && c.alpha >= 0.0 && c.alpha <= 1.0;
-}
-
-} // namespace
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string text(reinterpret_cast<const char*>(data), size);
     Color color;
@@ -29,22 +20,21 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     } catch (const std::out_of_range&) {
         return 0;
     }
-    FUZZ_CHECK(InUnitRange(color));
+    for (const double channel : {color.red, color.green, color.blue, color.alpha}) {
+        FUZZ_CHECK(channel >= 0.0 && channel <= 1.0);
+    }
 
     const bool marked = !text.empty() && text[0] == '#';
     const size_t digits = marked ? text.size() - 1 : 0;
-    if (!marked || (digits != 3 && digits != 4 && digits != 6 && digits != 8)) {
+    if (digits != 3 && digits != 4 && digits != 6 && digits != 8) {
         FUZZ_CHECK(color == Color());
     }
 
     // The full forms of plain hex digits are the packed number, with alpha 0xFF for 6 digits.
-    const std::string hex = marked ? text.substr(1) : std::string();
     if ((digits == 6 || digits == 8) &&
-        hex.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos) {
-        auto argb = static_cast<unsigned int>(std::stoul(hex, nullptr, 16));
-        if (digits == 6) {
-            argb |= 0xFF000000u;
-        }
+        text.find_first_not_of("0123456789abcdefABCDEF", 1) == std::string::npos) {
+        const auto argb = static_cast<unsigned int>(std::stoul(text.substr(1), nullptr, 16)) |
+                          (digits == 6 ? 0xFF000000u : 0u);
         FUZZ_CHECK(color == Color(argb));
         // Printing cuts each channel times 255, which may land one below the digits read; with
         // every channel above 16 the text keeps its form and parses back within that step.
