@@ -1,6 +1,7 @@
 // Colour's hex constructor on any text. Only the exceptions of std::stoull may leave it; every
 // channel stays within 0 to 1; text without the leading '#' or of no form's length leaves white;
 // and the full forms agree with the packed-number constructor and survive toHexString.
+#include <algorithm>
 #include <cmath>
 #include <stdexcept>
 #include <string>
@@ -38,11 +39,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         FUZZ_CHECK(color == Color(argb));
         // Printing cuts each channel times 255, which may land one below the digits read; with
         // every channel above 16 the text keeps its form and parses back within that step.
-        bool aboveSixteen = true;
-        for (int shift = 0; shift < 32; shift += 8) {
-            aboveSixteen = aboveSixteen && ((argb >> shift) & 255u) > 16;
-        }
-        if (aboveSixteen) {
+        if (std::min({argb & 255u, argb >> 8 & 255u, argb >> 16 & 255u, argb >> 24}) > 16) {
             const Color back(color.toHexString());
             const double step = 1.0 / 255.0 + 1e-9;
             FUZZ_CHECK(std::fabs(back.red - color.red) <= step &&
