@@ -1,5 +1,6 @@
 // aehost's command line parser on any argument list (the input split at NUL bytes). It either
 // refuses the line with a usage error or gives options that aehost can run as they are.
+#include <algorithm>
 #include <cmath>
 #include <string>
 #include <vector>
@@ -11,17 +12,12 @@ using Brindel::Host::AehostOptions;
 using Brindel::Host::UsageError;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    const std::string bytes(reinterpret_cast<const char*>(data), size);
     std::vector<std::string> args{"aehost"};
-    for (size_t i = 0; i < size; ++i) {
-        if (i == 0 || data[i - 1] == '\0') {
-            args.emplace_back();
-        }
-        if (data[i] != '\0') {
-            args.back().push_back(static_cast<char>(data[i]));
-        }
-    }
-    if (size > 0 && data[size - 1] == '\0') {
-        args.emplace_back();
+    for (size_t from = 0; size > 0 && from <= size;) {
+        const size_t end = std::min(bytes.find('\0', from), size);
+        args.push_back(bytes.substr(from, end - from));
+        from = end + 1;
     }
     std::vector<const char*> argv;
     for (const std::string& a : args) {

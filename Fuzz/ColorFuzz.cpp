@@ -1,6 +1,7 @@
 // Colour's hex constructor on any text. Only the exceptions of std::stoull may leave it; every
 // channel stays within 0 to 1; text without the leading '#' or of no form's length leaves white;
 // and the full forms agree with the packed-number constructor and survive toHexString.
+#include <algorithm>
 #include <cmath>
 #include <stdexcept>
 #include <string>
@@ -9,15 +10,6 @@
 #include "FuzzCheck.h"
 
 using Brindel::GaussianBlur::Color;
-
-namespace {
-
-bool InUnitRange(const Color& c) {
-    return c.red >= 0.0 && c.red <= 1.0 && c.green >= 0.0 && c.green <= 1.0 && c.blue >= 0.0 &&
-           c.blue <= 1.0 && c.alpha >= 0.0 && c.alpha <= 1.0;
-}
-
-} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string text(reinterpret_cast<const char*>(data), size);
@@ -29,30 +21,25 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     } catch (const std::out_of_range&) {
         return 0;
     }
-    FUZZ_CHECK(InUnitRange(color));
+    for (const double channel : {color.red, color.green, color.blue, color.alpha}) {
+        FUZZ_CHECK(channel >= 0.0 && channel <= 1.0);
+    }
 
     const bool marked = !text.empty() && text[0] == '#';
     const size_t digits = marked ? text.size() - 1 : 0;
-    if (!marked || (digits != 3 && digits != 4 && digits != 6 && digits != 8)) {
+    if (digits != 3 && digits != 4 && digits != 6 && digits != 8) {
         FUZZ_CHECK(color == Color());
     }
 
     // The full forms of plain hex digits are the packed number, with alpha 0xFF for 6 digits.
-    const std::string hex = marked ? text.substr(1) : std::string();
     if ((digits == 6 || digits == 8) &&
-        hex.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos) {
-        auto argb = static_cast<unsigned int>(std::stoul(hex, nullptr, 16));
-        if (digits == 6) {
-            argb |= 0xFF000000u;
-        }
+        text.find_first_not_of("0123456789abcdefABCDEF", 1) == std::string::npos) {
+        const auto argb = static_cast<unsigned int>(std::stoul(text.substr(1), nullptr, 16)) |
+                          (digits == 6 ? 0xFF000000u : 0u);
         FUZZ_CHECK(color == Color(argb));
         // Printing cuts each channel times 255, which may land one below the digits read; with
         // every channel above 16 the text keeps its form and parses back within that step.
-        bool aboveSixteen = true;
-        for (int shift = 0; shift < 32; shift += 8) {
-            aboveSixteen = aboveSixteen && ((argb >> shift) & 255u) > 16;
-        }
-        if (aboveSixteen) {
+        if (std::min({argb & 255u, argb >> 8 & 255u, argb >> 16 & 255u, argb >> 24}) > 16) {
             const Color back(color.toHexString());
             const double step = 1.0 / 255.0 + 1e-9;
             FUZZ_CHECK(std::fabs(back.red - color.red) <= step &&

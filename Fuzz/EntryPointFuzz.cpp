@@ -22,11 +22,7 @@
 #include "World.h"
 
 using Brindel::Fuzz::FuzzInput;
-using Brindel::Host::Callback;
-using Brindel::Host::EffectHost;
-using Brindel::Host::HostGLContext;
-using Brindel::Host::SuiteFault;
-using Brindel::Host::World;
+using namespace Brindel::Host;
 
 namespace {
 
@@ -36,13 +32,6 @@ constexpr PF_ParamIndex kBlurScale = 1;
 enum class Op { GlobalSetup, ParamsSetup, GlobalSetdown, Frame, PreRenderOnly, RenderOnly, FrameOnNewThread, BlurValue, Downsample,
                 FailCallback, ThrowFromCallback, SuiteFault, ClearFaults, NullWorlds, About, IgnoredCommand, Count };
 // clang-format on
-
-// libFuzzer keeps the coverage counters of every module it has seen, so the plug-in must stay
-// mapped while hosts load and unload it input after input.
-void PinPlugin() {
-    static void* const handle = dlopen(BRINDEL_PLUGIN_PATH, RTLD_NOW | RTLD_NODELETE);
-    FUZZ_CHECK(handle != nullptr);
-}
 
 // clang-format off
 const PF_Err kErrors[] = {PF_Err_OUT_OF_MEMORY, PF_Err_INTERNAL_STRUCT_DAMAGED, PF_Err_INVALID_INDEX, PF_Err_UNRECOGNIZED_PARAM_TYPE,
@@ -102,7 +91,7 @@ public:
     }
 
 private:
-    PF_Err send(PF_Cmd cmd) {
+    void send(PF_Cmd cmd) {
         const PF_Err err = mHost.send(cmd);
         FUZZ_CHECK(mHost.glContext().isCurrent());
         if (cmd == PF_Cmd_GLOBAL_SETUP) {
@@ -112,7 +101,6 @@ private:
         } else if (cmd == PF_Cmd_GLOBAL_SETDOWN) {
             mGlobalUp = mParamsUp = false;
         }
-        return err;
     }
 
     PF_Err preRender(const World& output) {
@@ -128,9 +116,8 @@ private:
     }
 
     void render(World& input, World& output) {
-        const std::vector<uint8_t> before(input.row(0),
-                                          input.row(0) + static_cast<size_t>(input.rowbytes()) *
-                                                             static_cast<size_t>(input.height()));
+        const size_t inputSize = static_cast<size_t>(input.rowbytes()) * input.height();
+        const std::vector<uint8_t> before(input.row(0), input.row(0) + inputSize);
         const PF_Err err = mHost.smartRender(input, output);
         FUZZ_CHECK(mHost.glContext().isCurrent());
         FUZZ_CHECK(mHost.paramsOut() == 0);
@@ -146,13 +133,12 @@ private:
         const PF_PixelFormat format =
             mInput.integer(0, 7) == 0 ? PF_PixelFormat_ARGB64 : PF_PixelFormat_ARGB32;
         std::unique_ptr<World> input = MakeWorld(mInput, format);
-        std::unique_ptr<World> output;
-        if (mInput.integer(0, 7) == 0) {
-            output = MakeWorld(mInput, format);
-        } else {
-            output = std::make_unique<World>(input->width(), input->height(), format,
-                                             static_cast<A_long>(mInput.integer(0, 2) * 4));
-        }
+        // Mostly of the input's size, with padding of its own.
+        std::unique_ptr<World> output =
+            mInput.integer(0, 7) == 0
+                ? MakeWorld(mInput, format)
+                : std::make_unique<World>(input->width(), input->height(), format,
+                                          static_cast<A_long>(mInput.integer(0, 2) * 4));
         if (!mParamsUp) {
             return;
         }
@@ -224,9 +210,11 @@ private:
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    PinPlugin();
+    // libFuzzer keeps the coverage counters of every module it has seen, so the plug-in must stay
+    // mapped while hosts load and unload it input after input.
+    static void* const pinned = dlopen(BRINDEL_PLUGIN_PATH, RTLD_NOW | RTLD_NODELETE);
+    FUZZ_CHECK(pinned != nullptr);
     FuzzInput input(data, size);
-    Session session(input);
-    session.run();
+    Session(input).run();
     return 0;
 }

@@ -1,7 +1,6 @@
 #include "FuzzInput.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace Brindel::Fuzz {
 
@@ -16,24 +15,6 @@ int64_t FuzzInput::integer(int64_t min, int64_t max) {
         value %= range + 1;
     }
     return static_cast<int64_t>(static_cast<uint64_t>(min) + value);
-}
-
-double FuzzInput::anyReal() {
-    uint64_t bits = 0;
-    for (int i = 0; i < 8; ++i) {
-        bits = (bits << 8) | byte();
-    }
-    double value = 0.0;
-    std::memcpy(&value, &bits, sizeof value);
-    return value;
-}
-
-std::string FuzzInput::text(size_t max) {
-    const size_t n = std::min(max, static_cast<size_t>(integer(0, static_cast<int64_t>(max))));
-    const size_t take = std::min(n, mSize - std::min(mPos, mSize));
-    std::string result(reinterpret_cast<const char*>(mData + mPos), take);
-    mPos += take;
-    return result;
 }
 
 std::string FuzzInput::rest() {

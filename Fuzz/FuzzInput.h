@@ -17,10 +17,6 @@ public:
     // A whole number from `min` to `max`, both included.
     int64_t integer(int64_t min, int64_t max);
     bool flag() { return (byte() & 1) != 0; }
-    // Any double, NaN and infinities included: the bytes' bit pattern.
-    double anyReal();
-    // Up to `max` bytes, as text.
-    std::string text(size_t max);
     // Whatever is left.
     std::string rest();
 
