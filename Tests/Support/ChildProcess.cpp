@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -10,7 +11,6 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <cstdlib>
 #include <cstring>
 #include <iterator>
 #include <sstream>
@@ -77,9 +77,9 @@ ChildProcess::ChildProcess(const std::vector<std::string>& words,
 }
 
 ChildProcess::~ChildProcess() {
-    Close(mIn);
-    Close(mOut);
-    Close(mErr);
+    for (int* fd : {&mIn, &mOut, &mErr}) {
+        Close(*fd);
+    }
     if (mPid > 0) {
         ::kill(mPid, SIGKILL);
         ::waitpid(mPid, nullptr, 0);
@@ -90,13 +90,11 @@ ChildProcess::Result ChildProcess::Run(const std::vector<std::string>& words,
                                        const std::filesystem::path& folder,
                                        const std::string& input,
                                        const std::vector<std::string>& environment) {
-    // A file with no name in the folder, so that the program sees a file as its input.
-    std::string name = (folder / ".stdin-XXXXXX").string();
-    const int file = ::mkostemp(name.data(), O_CLOEXEC);
-    if (file < 0 || ::unlink(name.c_str()) != 0 ||
-        ::write(file, input.data(), input.size()) != static_cast<ssize_t>(input.size()) ||
+    // A file in memory, so that the program sees a file as its input.
+    const int file = ::memfd_create("input", MFD_CLOEXEC);
+    if (file < 0 || ::write(file, input.data(), input.size()) != ssize_t(input.size()) ||
         ::lseek(file, 0, SEEK_SET) != 0) {
-        throw std::runtime_error("no input file in " + folder.string());
+        throw std::runtime_error("no input file for a child process");
     }
     ChildProcess child(words, folder, environment, file);
     ::close(file);
@@ -109,18 +107,14 @@ std::vector<std::string> ChildProcess::Words(const std::string& line) {
 }
 
 void ChildProcess::send(const std::string& bytes) {
-    if (::write(mIn, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) {
+    if (::write(mIn, bytes.data(), bytes.size()) != ssize_t(bytes.size())) {
         throw std::runtime_error("the child process took not all of its input");
     }
 }
 
-void ChildProcess::closeInput() {
-    Close(mIn);
-}
-
 bool ChildProcess::pump(int milliseconds) {
     pollfd ready[2] = {{mOut, POLLIN, 0}, {mErr, POLLIN, 0}};
-    const int polled = (mOut < 0 && mErr < 0) ? 0 : ::poll(ready, 2, milliseconds);
+    const int polled = ::poll(ready, 2, milliseconds);
     if (polled <= 0) {
         return polled < 0 && errno == EINTR;
     }
@@ -153,17 +147,16 @@ void ChildProcess::signal(int number) const {
 }
 
 ChildProcess::Result ChildProcess::wait() {
-    closeInput();
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(2);
+    using namespace std::chrono;
+    Close(mIn);
+    const auto deadline = steady_clock::now() + minutes(2);
     bool late = false;
-    while (mOut >= 0 || mErr >= 0) {
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-            deadline - std::chrono::steady_clock::now());
-        if (left.count() <= 0 || !pump(static_cast<int>(left.count()))) {
-            late = true;
-            ::kill(mPid, SIGKILL);
-            break;
-        }
+    while (!late && (mOut >= 0 || mErr >= 0)) {
+        const auto left = duration_cast<milliseconds>(deadline - steady_clock::now()).count();
+        late = left <= 0 || !pump(int(left));
+    }
+    if (late) {
+        ::kill(mPid, SIGKILL);
     }
     Result result;
     int status = 0;
@@ -172,8 +165,7 @@ ChildProcess::Result ChildProcess::wait() {
         result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     }
     mPid = -1;
-    // ru_maxrss is in KiB.
-    result.peakMiB = static_cast<double>(usage.ru_maxrss) / 1024.0;
+    result.peakMiB = double(usage.ru_maxrss) / 1024.0; // ru_maxrss is in KiB
     result.out = std::move(mOutText);
     result.err = std::move(mErrText);
     return result;

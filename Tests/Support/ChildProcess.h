@@ -39,7 +39,6 @@ public:
     static std::vector<std::string> Words(const std::string& line);
 
     void send(const std::string& bytes);
-    void closeInput();
     /// Standard output until it holds `size` bytes or ends, or nothing comes for a minute.
     std::string receive(size_t size = SIZE_MAX);
     void signal(int number) const;
@@ -48,7 +47,7 @@ public:
 
 private:
     // Reads what comes on standard output and error within `milliseconds`; false when nothing
-    // came in that time or both have ended.
+    // came in that time.
     bool pump(int milliseconds);
 
     pid_t mPid = -1;

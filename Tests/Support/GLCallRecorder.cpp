@@ -3,11 +3,11 @@
 #include <glbinding/AbstractFunction.h>
 #include <glbinding/AbstractValue.h>
 #include <glbinding/Binding.h>
-#include <glbinding/CallbackMask.h>
 #include <glbinding/FunctionCall.h>
 #include <glbinding/callbacks.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <mutex>
 #include <stdexcept>
@@ -16,132 +16,88 @@ namespace Brindel::Testing {
 
 namespace {
 
-const glbinding::CallbackMask kMask =
-    glbinding::CallbackMask::After | glbinding::CallbackMask::ParametersAndReturnValue;
+// Never destroyed: the binding may call back on other threads while the process ends.
+std::mutex& sMutex = *new std::mutex();
+std::vector<GLCall>& sCalls = *new std::vector<GLCall>();
+std::atomic<bool> sActive{false};
 
-struct Recording {
-    std::mutex mutex;
-    bool active = false;
-    std::vector<GLCall> calls;
-};
-
-Recording& TheRecording() {
-    static Recording* const recording = new Recording();
-    return *recording;
-}
-
-bool Active() {
-    Recording& recording = TheRecording();
-    std::lock_guard<std::mutex> lock(recording.mutex);
-    return recording.active;
-}
-
-// Switches the call-backs on for the context the binding now addresses on this thread.
+// The binding keeps its call-back switches per context: this arms the context it now addresses
+// on this thread. Every switch of the kit's goes through the binding, which arms the new one.
 void Arm() {
-    glbinding::setCallbackMaskExcept(kMask, {"glGetError"});
+    glbinding::setCallbackMaskExcept(glbinding::CallbackMask::After |
+                                         glbinding::CallbackMask::ParametersAndReturnValue,
+                                     {"glGetError"});
 }
 
-bool StartsWith(const std::string& text, const char* prefix) {
-    return text.rfind(prefix, 0) == 0;
-}
-
-// The names live in the caller's array, which is only alive during the call: read them now.
-std::vector<unsigned int> ObjectNames(const GLCall& call) {
-    std::vector<unsigned int> names;
-    const bool generates =
-        StartsWith(call.function, "glGen") || StartsWith(call.function, "glDelete");
-    if (generates && call.parameters.size() == 2) {
-        const auto count = std::stoll(call.parameters[0]);
-        const auto address =
-            static_cast<std::uintptr_t>(std::stoull(call.parameters[1], nullptr, 16));
-        const auto* array = reinterpret_cast<const unsigned int*>(address);
-        for (long long i = 0; array != nullptr && i < count; ++i) {
-            names.push_back(array[i]);
-        }
-    } else if (StartsWith(call.function, "glDelete") && call.parameters.size() == 1) {
-        names.push_back(static_cast<unsigned int>(std::stoul(call.parameters[0])));
-    } else if (StartsWith(call.function, "glCreate") && !call.returnValue.empty()) {
-        names.push_back(static_cast<unsigned int>(std::stoul(call.returnValue)));
+// The names of glGen*/glDelete* live in the caller's array, alive only during the call.
+std::vector<unsigned int> ObjectNames(const glbinding::FunctionCall& call, const GLCall& c) {
+    const bool gen = c.function.rfind("glGen", 0) == 0, del = c.function.rfind("glDelete", 0) == 0;
+    if ((gen || del) && c.parameters.size() == 2) {
+        const auto* array =
+            reinterpret_cast<const unsigned int*>(std::stoull(c.parameters[1], nullptr, 16));
+        const long long count = array == nullptr ? 0 : std::stoll(c.parameters[0]);
+        return std::vector<unsigned int>(array, array + std::max(0LL, count));
     }
-    return names;
+    if (del && c.parameters.size() == 1) {
+        return {static_cast<unsigned int>(std::stoul(c.parameters[0]))};
+    }
+    if (c.function.rfind("glCreate", 0) == 0 && call.returnValue != nullptr) {
+        return {static_cast<unsigned int>(std::stoul(call.returnValue->asString()))};
+    }
+    return {};
 }
 
 void Record(const glbinding::FunctionCall& call) {
-    if (!Active()) {
-        return;
+    std::lock_guard<std::mutex> lock(sMutex);
+    if (sActive) {
+        GLCall recorded{call.function->name(), {}, {}};
+        for (const glbinding::AbstractValue* parameter : call.parameters) {
+            recorded.parameters.push_back(parameter->asString());
+        }
+        recorded.names = ObjectNames(call, recorded);
+        sCalls.push_back(std::move(recorded));
     }
-    GLCall recorded;
-    recorded.function = call.function->name();
-    for (const glbinding::AbstractValue* parameter : call.parameters) {
-        recorded.parameters.push_back(parameter->asString());
-    }
-    if (call.returnValue != nullptr) {
-        recorded.returnValue = call.returnValue->asString();
-    }
-    recorded.names = ObjectNames(recorded);
-    Recording& recording = TheRecording();
-    std::lock_guard<std::mutex> lock(recording.mutex);
-    if (recording.active) {
-        recording.calls.push_back(std::move(recorded));
-    }
-}
-
-void InstallOnce() {
-    static std::once_flag installed;
-    std::call_once(installed, [] {
-        glbinding::setAfterCallback(Record);
-        glbinding::Binding::addContextSwitchCallback([](glbinding::ContextHandle) {
-            if (Active()) {
-                Arm();
-            }
-        });
-    });
 }
 
 } // namespace
 
 GLCallRecorder::GLCallRecorder() {
-    InstallOnce();
-    Recording& recording = TheRecording();
+    static std::once_flag installed;
+    std::call_once(installed, [] {
+        glbinding::setAfterCallback(Record);
+        glbinding::Binding::addContextSwitchCallback([](glbinding::ContextHandle) {
+            if (sActive) {
+                Arm();
+            }
+        });
+    });
     {
-        std::lock_guard<std::mutex> lock(recording.mutex);
-        if (recording.active) {
+        std::lock_guard<std::mutex> lock(sMutex);
+        if (sActive) {
             throw std::logic_error("one GL call recorder at a time");
         }
-        recording.active = true;
-        recording.calls.clear();
+        sActive = true;
+        sCalls.clear();
     }
     Arm();
 }
 
+// Armed contexts stay armed: the call-back ignores their calls while no recorder is active.
 GLCallRecorder::~GLCallRecorder() {
-    // Armed contexts stay armed: switching each back off would mean visiting them all, and the
-    // call-back ignores their calls while no recorder is active.
-    Recording& recording = TheRecording();
-    std::lock_guard<std::mutex> lock(recording.mutex);
-    recording.active = false;
-    recording.calls.clear();
+    std::lock_guard<std::mutex> lock(sMutex);
+    sActive = false;
+    sCalls.clear();
 }
 
 std::vector<GLCall> GLCallRecorder::calls() const {
-    Recording& recording = TheRecording();
-    std::lock_guard<std::mutex> lock(recording.mutex);
-    return recording.calls;
-}
-
-std::vector<std::string> GLCallRecorder::functions() const {
-    std::vector<std::string> result;
-    for (const GLCall& call : calls()) {
-        result.push_back(call.function);
-    }
-    return result;
+    std::lock_guard<std::mutex> lock(sMutex);
+    return sCalls;
 }
 
 std::size_t GLCallRecorder::count(const std::string& function) const {
     const std::vector<GLCall> recorded = calls();
-    return static_cast<std::size_t>(
-        std::count_if(recorded.begin(), recorded.end(),
-                      [&](const GLCall& call) { return call.function == function; }));
+    return std::count_if(recorded.begin(), recorded.end(),
+                         [&](const GLCall& call) { return call.function == function; });
 }
 
 std::vector<unsigned int> GLCallRecorder::names(const std::string& function) const {
@@ -155,9 +111,8 @@ std::vector<unsigned int> GLCallRecorder::names(const std::string& function) con
 }
 
 void GLCallRecorder::clear() {
-    Recording& recording = TheRecording();
-    std::lock_guard<std::mutex> lock(recording.mutex);
-    recording.calls.clear();
+    std::lock_guard<std::mutex> lock(sMutex);
+    sCalls.clear();
 }
 
 } // namespace Brindel::Testing

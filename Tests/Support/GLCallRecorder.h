@@ -6,34 +6,26 @@
 
 namespace Brindel::Testing {
 
-/// One GL call as the binding saw it: its name ("glGenFramebuffers"), its arguments and return
-/// value as the binding prints them (enums by name, pointers as addresses, strings as text), and
-/// the object names it handed out (glGen*, glCreate*) or took (glDelete*).
+/// One GL call as the binding saw it: its name ("glGenFramebuffers"), its arguments as the
+/// binding prints them (enums by name, pointers as addresses, strings as text), and the object
+/// names it handed out (glGen*, glCreate*) or took (glDelete*).
 struct GLCall {
     std::string function;
     std::vector<std::string> parameters;
-    std::string returnValue;
     std::vector<unsigned int> names;
 };
 
 /// Records the GL calls made through the binding, on every thread and context, from construction
-/// to destruction; glGetError is left out, so that tests may check errors while recording. One
-/// recorder at a time.
-///
-/// The binding keeps its call-back switches per context: the recorder arms the context current
-/// at construction and every context the binding is switched to afterwards (all the kit's
-/// switches go through it). A context must be current on the constructing thread.
+/// to destruction, but for glGetError, so that tests may check errors meanwhile. One recorder at
+/// a time; a context must be current on the constructing thread.
 class GLCallRecorder {
 public:
     GLCallRecorder();
     ~GLCallRecorder();
-
     GLCallRecorder(const GLCallRecorder&) = delete;
     GLCallRecorder& operator=(const GLCallRecorder&) = delete;
 
     std::vector<GLCall> calls() const;
-    /// The names of the calls in order, e.g. to compare a sequence.
-    std::vector<std::string> functions() const;
     std::size_t count(const std::string& function) const;
     /// The object names that the calls of `function` handed out or took, in call order.
     std::vector<unsigned int> names(const std::string& function) const;

@@ -3,7 +3,6 @@
 #include <glbinding/gl/gl.h>
 
 #include <exception>
-#include <string>
 #include <thread>
 
 using namespace gl;
@@ -17,32 +16,27 @@ void GLTest::SetUp() {
 }
 
 void GLTest::TearDown() {
-    if (mExpectHostContext) {
-        EXPECT_TRUE(hostContext().isCurrent()) << "the host's context is not current again";
-    }
+    EXPECT_TRUE(!mExpectHostContext || hostContext().isCurrent())
+        << "the host's context is not current again";
 }
 
 Host::HostGLContext& GLTest::hostContext() {
-    // Never destroyed: the display is not terminated either, and other contexts may still
-    // live on it when the process ends.
+    // Never destroyed: other contexts may still live on its display when the process ends.
     static Host::HostGLContext* const context = new Host::HostGLContext();
     return *context;
 }
 
 void GLTest::runOnNewThread(const std::function<void()>& body) {
-    std::string failure;
-    std::thread thread([&] {
+    std::exception_ptr failure;
+    std::thread([&] {
         try {
             body();
-        } catch (const std::exception& error) {
-            failure = error.what();
         } catch (...) {
-            failure = "a non-standard exception";
+            failure = std::current_exception();
         }
         Host::HostGLContext::releaseCurrent();
-    });
-    thread.join();
-    EXPECT_EQ(failure, "") << "the thread threw";
+    }).join();
+    EXPECT_NO_THROW(failure ? std::rethrow_exception(failure) : void()) << "the thread threw";
 }
 
 unsigned int GLTest::makeTexture(int width, int height, const std::vector<std::uint8_t>& rgba) {

@@ -16,19 +16,14 @@
 
 namespace Brindel::Testing {
 
-/// Fixture of the GL tests: it plays the host. Its context, one for the whole test program
-/// (shared state: the host's context lives from the first GL test to the end of the process),
-/// is made current before each test, so that every test starts from the host's side of a
-/// command. A test whose code promises to leave the host's context current says so with
-/// `expectHostContextAfterTest`, and the fixture checks it after the test.
-///
-/// A test that gets no context fails; it is never skipped.
+/// Fixture of the GL tests, which plays the host: its context, one for the whole process, is made
+/// current before each test. A test that gets no context fails; it is never skipped.
 class GLTest : public ::testing::Test {
 public:
     static Host::HostGLContext& hostContext();
 
-    /// Runs `body` on a new thread and waits for it. The thread leaves no context current when
-    /// it ends; an exception from `body` fails the test.
+    /// Runs `body` on a new thread, which leaves no context current, and waits for it; an
+    /// exception from `body` fails the test.
     static void runOnNewThread(const std::function<void()>& body);
 
     /// A 2D texture of 8-bit RGBA pixels, rows bottom first, nearest filtering, edges clamped.
@@ -42,6 +37,7 @@ protected:
     void SetUp() override;
     void TearDown() override;
 
+    /// The code under test promises to leave the host's context current: checked after the test.
     void expectHostContextAfterTest() { mExpectHostContext = true; }
 
 private:

@@ -1,13 +1,11 @@
 #include "GpuFaultSweep.h"
 
-#include <cstdio>
-
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <sstream>
 
 namespace Brindel::Testing {
 
@@ -43,14 +41,11 @@ std::map<std::string, long> GpuFaultSweep::readLog(std::string& failed) const {
     std::map<std::string, long> counts;
     failed.clear();
     std::ifstream in(mLog);
-    for (std::string line; std::getline(in, line);) {
-        std::istringstream words(line);
-        std::string name;
-        long count = 0;
-        if (line.rfind("failed ", 0) == 0) {
-            failed = line.substr(7);
-        } else if (words >> name >> count) {
-            counts[name] = count;
+    for (std::string word, rest; in >> word && std::getline(in >> std::ws, rest);) {
+        if (word == "failed") {
+            failed = rest;
+        } else {
+            counts[word] = std::stol(rest);
         }
     }
     std::filesystem::remove(mLog);
@@ -64,26 +59,23 @@ void GpuFaultSweep::sweep(const std::string& label,
     std::string failed;
     const std::map<std::string, long> counts = readLog(failed);
     ASSERT_TRUE(right.count(plain)) << label << ", no fault: " << plain;
-    std::map<std::string, std::map<std::string, int>> endings;
-    std::string wrong;
-    for (const char* kind : {"make-current", "create-context", "storage"}) {
+    std::string wrong, tally;
+    for (const std::string kind : {"create-context", "make-current", "storage"}) {
         const long calls = counts.count(kind) ? counts.at(kind) : 0;
         EXPECT_GT(calls, 0) << label << ": no " << kind << " call to fail";
+        std::map<std::string, int> endings;
         for (long n = 1; n <= calls; ++n) {
-            const std::string fault = std::string(kind) + ":" + std::to_string(n);
+            const std::string fault = kind + ":" + std::to_string(n);
             std::string ending = run(fault);
             readLog(failed);
             ending = failed.empty() ? "not injected" : ending;
-            ++endings[kind][ending];
+            ++endings[ending];
             if (!right.count(ending)) {
                 wrong += "  " + fault + " (" + failed + "): " + ending + "\n";
             }
         }
-    }
-    std::string tally;
-    for (const auto& [kind, counted] : endings) {
         tally += "  " + kind + ":";
-        for (const auto& [ending, count] : counted) {
+        for (const auto& [ending, count] : endings) {
             tally += " " + std::to_string(count) + " " + ending + ";";
         }
         tally += "\n";

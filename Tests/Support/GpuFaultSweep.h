@@ -9,10 +9,10 @@
 
 namespace Brindel::Testing {
 
-/// Fails each GPU call of a run in turn, one per run: every context switch, context creation
-/// and storage call that the run makes without a fault, through the fault injector preloaded
-/// into the program. A run that ended otherwise than allowed fails the test, with a list of such
-/// runs and a tally of how all ended.
+/// Fails each GPU call of a run in turn, one per run, through the fault injector preloaded into
+/// the program: every context switch, context creation and storage call that the run makes
+/// without a fault. Runs that end otherwise than allowed fail the test, which lists them with a
+/// tally of how all ended.
 class GpuFaultSweep {
 public:
     explicit GpuFaultSweep(std::string injector);

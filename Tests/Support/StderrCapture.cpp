@@ -26,24 +26,21 @@ StderrCapture::~StderrCapture() {
 
 std::string StderrCapture::text() {
     stop();
-    std::string captured;
+    std::fseek(mFile, 0, SEEK_END);
+    std::string captured(static_cast<std::size_t>(std::ftell(mFile)), '\0');
     std::rewind(mFile);
-    char buffer[4096];
-    for (std::size_t read; (read = std::fread(buffer, 1, sizeof buffer, mFile)) > 0;) {
-        captured.append(buffer, read);
-    }
+    captured.resize(std::fread(captured.data(), 1, captured.size(), mFile));
     return captured;
 }
 
 void StderrCapture::stop() {
-    if (mSavedDescriptor < 0) {
-        return;
+    if (mSavedDescriptor >= 0) {
+        std::cerr.flush();
+        std::fflush(stderr);
+        dup2(mSavedDescriptor, STDERR_FILENO);
+        close(mSavedDescriptor);
+        mSavedDescriptor = -1;
     }
-    std::cerr.flush();
-    std::fflush(stderr);
-    dup2(mSavedDescriptor, STDERR_FILENO);
-    close(mSavedDescriptor);
-    mSavedDescriptor = -1;
 }
 
 } // namespace Brindel::Testing

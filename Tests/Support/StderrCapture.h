@@ -5,17 +5,15 @@
 
 namespace Brindel::Testing {
 
-/// Captures what the process writes to its standard error, through printf and std::cerr
-/// alike, from construction until `text`. Not for use from several threads at once.
+/// Captures what the process writes to its standard error, through printf and std::cerr alike,
+/// from construction until `text`, which returns it. Not for use from several threads at once.
 class StderrCapture {
 public:
     StderrCapture();
     ~StderrCapture();
-
     StderrCapture(const StderrCapture&) = delete;
     StderrCapture& operator=(const StderrCapture&) = delete;
 
-    /// Ends the capture and returns what was written.
     std::string text();
 
 private:
