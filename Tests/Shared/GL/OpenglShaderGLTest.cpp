@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -99,25 +100,7 @@ TEST_F(ShaderBuild, FailedBuildsPrintTheFirstFailingStagesLogCutTo512BytesAndRet
     EXPECT_NO_GL_ERROR();
 }
 
-TEST_F(ShaderSetters, EveryUniformSetterReachesItsUniformInSinglePrecisionAndFieldOrder) {
-    // Arrays of two for the v forms: the second element shows both count and stride.
-    OpenglShader shader(kVertex, "#version 330\nout vec4 c;\nuniform sampler2D image;\n"
-                                 "uniform float unread;\nuniform int i1; uniform ivec2 i2;\n"
-                                 "uniform ivec3 i3; uniform ivec4 i4; uniform float f1;\n"
-                                 "uniform vec2 f2; uniform vec3 f3; uniform vec4 f4;\n"
-                                 "uniform int i1v[2]; uniform ivec2 i2v[2];\n"
-                                 "uniform ivec3 i3v[2]; uniform ivec4 i4v[2];\n"
-                                 "uniform float f1v[2]; uniform vec2 f2v[2];\n"
-                                 "uniform vec3 f3v[2]; uniform vec4 f4v[2]; uniform vec2 v2;\n"
-                                 "uniform vec3 v3; uniform vec4 v4; uniform vec4 colour;\n"
-                                 "uniform mat3 affine[2]; uniform mat4 matrix;\n"
-                                 "void main() { c = texture(image, vec2(0.5))\n"
-                                 " * float(i1 + i2.x + i3.x + i4.x + i1v[1] + i2v[1].x\n"
-                                 " + i3v[1].x + i4v[1].x) + f1 + f2.x + f3.x + f4.x + f1v[1]\n"
-                                 " + f2v[1].x + f3v[1].x + f4v[1].x + v2.x + v3.x + v4\n"
-                                 " + colour + affine[1][2].x + matrix[3]; }");
-    shader.useProgram();
-    ASSERT_NE(0u, shader.program());
+TEST_F(ShaderSetters, EverySetterReachesItsUniformOrAttributeInSinglePrecisionAndFieldOrder) {
     const int ints[8] = {1, 2, 3, 4, 5, 6, 7, 8};
     const float floats[8] = {0.5f, 1.5f, 2.5f, 3.5f, 4.5f, 5.5f, 6.5f, 7.5f};
     const Affine transforms[2] = {Affine(1, 2, 3, 4, 5, 6), Affine(7, 8, 9, 10, 11, 12)};
@@ -125,75 +108,84 @@ TEST_F(ShaderSetters, EveryUniformSetterReachesItsUniformInSinglePrecisionAndFie
     for (int i = 0; i < 16; ++i) {
         matrix.m[i] = i + 0.5;
     }
-    const OpenglShader& s = shader;
-    struct Case {
-        const char* read;
-        std::function<void()> set;
+    std::optional<OpenglShader> s; // made once the table has written its fragment stage
+    using Name = const std::string&;
+    struct Uniform {
+        std::string type; // "[2]" makes an array, read at [1]: count and stride in one value
+        std::function<void(Name)> set;
         std::vector<float> want;
     };
-    const Case cases[] = {
-        {"i1", [&] { s.setUniform1i("i1", 1); }, {1}},
-        {"i2", [&] { s.setUniform2i("i2", 1, 2); }, {1, 2}},
-        {"i3", [&] { s.setUniform3i("i3", 1, 2, 3); }, {1, 2, 3}},
-        {"i4", [&] { s.setUniform4i("i4", 1, 2, 3, 4); }, {1, 2, 3, 4}},
-        {"f1", [&] { s.setUniform1f("f1", 0.5f); }, {0.5f}},
-        {"f2", [&] { s.setUniform2f("f2", 0.5f, 1.5f); }, {0.5f, 1.5f}},
-        {"f3", [&] { s.setUniform3f("f3", 0.5f, 1.5f, 2.5f); }, {0.5f, 1.5f, 2.5f}},
-        {"f4", [&] { s.setUniform4f("f4", 0.5f, 1.5f, 2.5f, 3.5f); }, {0.5f, 1.5f, 2.5f, 3.5f}},
-        {"i1v[1]", [&] { s.setUniform1iv("i1v", ints, 2); }, {2}},
-        {"i2v[1]", [&] { s.setUniform2iv("i2v", ints, 2); }, {3, 4}},
-        {"i3v[1]", [&] { s.setUniform3iv("i3v", ints, 2); }, {4, 5, 6}},
-        {"i4v[1]", [&] { s.setUniform4iv("i4v", ints, 2); }, {5, 6, 7, 8}},
-        {"f1v[1]", [&] { s.setUniform1fv("f1v", floats, 2); }, {1.5f}},
-        {"f2v[1]", [&] { s.setUniform2fv("f2v", floats, 2); }, {2.5f, 3.5f}},
-        {"f3v[1]", [&] { s.setUniform3fv("f3v", floats, 2); }, {3.5f, 4.5f, 5.5f}},
-        {"f4v[1]", [&] { s.setUniform4fv("f4v", floats, 2); }, {4.5f, 5.5f, 6.5f, 7.5f}},
-        {"v2", [&] { s.setUniform2f("v2", Vec2(0.1, -2.5)); }, {0.1f, -2.5f}},
-        {"v3", [&] { s.setUniform3f("v3", Vec3(1, 2, 3)); }, {1, 2, 3}},
-        {"v4", [&] { s.setUniform4f("v4", Vec4(4, 5, 6, 7)); }, {4, 5, 6, 7}},
-        {"colour",
-         [&] { s.setUniform4f("colour", Color(0.25, 0.5, 0.75, 1.0 / 3)); },
+    const Uniform uniforms[] = {
+        {"int", [&](Name n) { s->setUniform1i(n, 1); }, {1}},
+        {"ivec2", [&](Name n) { s->setUniform2i(n, 1, 2); }, {1, 2}},
+        {"ivec3", [&](Name n) { s->setUniform3i(n, 1, 2, 3); }, {1, 2, 3}},
+        {"ivec4", [&](Name n) { s->setUniform4i(n, 1, 2, 3, 4); }, {1, 2, 3, 4}},
+        {"float", [&](Name n) { s->setUniform1f(n, 0.5f); }, {0.5f}},
+        {"vec2", [&](Name n) { s->setUniform2f(n, 0.5f, 1.5f); }, {0.5f, 1.5f}},
+        {"vec3", [&](Name n) { s->setUniform3f(n, 0.5f, 1.5f, 2.5f); }, {0.5f, 1.5f, 2.5f}},
+        {"vec4", [&](Name n) { s->setUniform4f(n, 0.5f, 1, 2, 3); }, {0.5f, 1, 2, 3}},
+        {"int[2]", [&](Name n) { s->setUniform1iv(n, ints, 2); }, {2}},
+        {"ivec2[2]", [&](Name n) { s->setUniform2iv(n, ints, 2); }, {3, 4}},
+        {"ivec3[2]", [&](Name n) { s->setUniform3iv(n, ints, 2); }, {4, 5, 6}},
+        {"ivec4[2]", [&](Name n) { s->setUniform4iv(n, ints, 2); }, {5, 6, 7, 8}},
+        {"float[2]", [&](Name n) { s->setUniform1fv(n, floats, 2); }, {1.5f}},
+        {"vec2[2]", [&](Name n) { s->setUniform2fv(n, floats, 2); }, {2.5f, 3.5f}},
+        {"vec3[2]", [&](Name n) { s->setUniform3fv(n, floats, 2); }, {3.5f, 4.5f, 5.5f}},
+        {"vec4[2]", [&](Name n) { s->setUniform4fv(n, floats, 2); }, {4.5f, 5.5f, 6.5f, 7.5f}},
+        {"vec2", [&](Name n) { s->setUniform2f(n, Vec2(0.1, -2.5)); }, {0.1f, -2.5f}},
+        {"vec3", [&](Name n) { s->setUniform3f(n, Vec3(1, 2, 3)); }, {1, 2, 3}},
+        {"vec4", [&](Name n) { s->setUniform4f(n, Vec4(4, 5, 6, 7)); }, {4, 5, 6, 7}},
+        {"vec4",
+         [&](Name n) { s->setUniform4f(n, Color(0.25, 0.5, 0.75, 1.0 / 3)); },
          {0.25f, 0.5f, 0.75f, 1.0f / 3}},
         // Affine columns (a, b, 0), (c, d, 0), (e, f, 1); Mat4 not transposed.
-        {"affine[0]",
-         [&] { s.setUniformMatrix3f("affine", transforms, 2); },
-         {1, 2, 0, 3, 4, 0, 5, 6, 1}},
-        {"affine[1]", [] {}, {7, 8, 0, 9, 10, 0, 11, 12, 1}},
-        {"matrix", [&] { s.setUniformMatrix4f("matrix", matrix, 1); },
+        {"mat3[2]",
+         [&](Name n) { s->setUniformMatrix3f(n, transforms, 2); },
+         {7, 8, 0, 9, 10, 0, 11, 12, 1}},
+        {"mat4", [&](Name n) { s->setUniformMatrix4f(n, matrix, 1); },
          std::vector<float>(matrix.m, matrix.m + 16)},
     };
-    for (const Case& c : cases) {
-        c.set();
+    // One fragment stage declares and reads every uniform of the table, row i as u<i>.
+    std::string fragment = "#version 330\nout vec4 c;\nuniform sampler2D image;\n"
+                           "uniform float unread;\n",
+                body = "void main() {\n    c = texture(image, vec2(0.5));\n";
+    const auto name = [&uniforms](const Uniform& u) { return "u" + std::to_string(&u - uniforms); };
+    const auto read = [&](const Uniform& u) {
+        return name(u) + (u.type.back() == ']' ? "[1]" : "");
+    };
+    for (const Uniform& u : uniforms) {
+        const std::size_t bracket = std::min(u.type.find('['), u.type.size());
+        fragment +=
+            "uniform " + u.type.substr(0, bracket) + " " + name(u) + u.type.substr(bracket) + ";\n";
+        body += "    c.x += float(" + read(u) + ");\n";
+    }
+    s.emplace("#version 330\nin vec2 a2; in vec3 a3; in float ai;\n"
+              "void main() { gl_Position = vec4(ai + a2.x + a2.y, a3); }",
+              fragment + body + "}\n");
+    OpenglShader& shader = *s;
+    shader.addAttributeBinding("a2", 2);
+    shader.addAttributeBinding("a3", 3);
+    shader.addAttributeBinding("ai", 5);
+    shader.useProgram();
+    ASSERT_NE(0u, shader.program());
+    for (const Uniform& u : uniforms) {
+        u.set(name(u));
         std::vector<float> got(16, 0.0f);
-        glGetUniformfv(shader.program(), shader.getUniformLocation(c.read), got.data());
-        got.resize(c.want.size());
-        EXPECT_EQ(c.want, got) << c.read;
+        glGetUniformfv(shader.program(), shader.getUniformLocation(read(u)), got.data());
+        got.resize(u.want.size());
+        EXPECT_EQ(u.want, got) << read(u) << " " << u.type;
     }
     GLuint texture = makeTexture(1, 1, {255, 255, 255, 255});
-    s.setUniformTexture("image", static_cast<int>(GL_TEXTURE_2D), static_cast<int>(texture), 3);
+    s->setUniformTexture("image", static_cast<int>(GL_TEXTURE_2D), static_cast<int>(texture), 3);
     GLint active = 0, bound = 0, unit = -1;
     glGetIntegerv(GL_ACTIVE_TEXTURE, &active);
     glGetIntegerv(GL_TEXTURE_BINDING_2D, &bound);
     glGetUniformiv(shader.program(), shader.getUniformLocation("image"), &unit);
     // The unit stays active and the texture bound to it.
     EXPECT_TRUE(active == static_cast<GLint>(GL_TEXTURE3) && bound == GLint(texture) && unit == 3);
-    GLCallRecorder recorder;
-    s.setUniform1f("unread", 1.0f); // GL drops a uniform nothing reads
-    s.setUniform2i("absent", 1, 2);
-    EXPECT_EQ(2u, recorder.calls().size()) << "unknown uniforms are looked up and skipped";
     glActiveTexture(GL_TEXTURE0);
     glDeleteTextures(1, &texture);
-    EXPECT_NO_GL_ERROR();
-}
 
-TEST_F(ShaderSetters, AttributeSettersPointEnabledArraysIntoTheBoundBuffer) {
-    OpenglShader shader("#version 330\nin vec2 a2; in vec3 a3; in float ai;\n"
-                        "void main() { gl_Position = vec4(ai + a2.x + a2.y, a3); }",
-                        "#version 330\nout vec4 c;\nvoid main() { c = vec4(1); }");
-    shader.addAttributeBinding("a2", 2);
-    shader.addAttributeBinding("a3", 3);
-    shader.addAttributeBinding("ai", 5);
-    shader.useProgram();
     GLuint vertexArray = 0, buffer = 0;
     glGenVertexArrays(1, &vertexArray);
     glBindVertexArray(vertexArray);
@@ -201,37 +193,41 @@ TEST_F(ShaderSetters, AttributeSettersPointEnabledArraysIntoTheBoundBuffer) {
     glBindBuffer(GL_ARRAY_BUFFER, buffer);
     glBufferData(GL_ARRAY_BUFFER, 256, nullptr, GL_STATIC_DRAW);
     const auto at = [](std::uintptr_t offset) { return reinterpret_cast<const float*>(offset); };
-    struct Case {
+    struct Attribute {
         std::function<void()> set;
         GLuint location;
         std::vector<GLint> want; // enabled, size, type, stride, normalised, buffer, offset
     };
     const GLint b = static_cast<GLint>(buffer), f = static_cast<GLint>(GL_FLOAT);
-    const Case cases[] = {
-        {[&] { shader.setAttribute2fv("a2", at(8), 40); }, 2, {1, 2, f, 40, 0, b, 8}},
-        {[&] { shader.setAttribute3fv(3, at(28), 24); }, 3, {1, 3, f, 24, 0, b, 28}},
-        {[&] { shader.setAttribute1iv(5, reinterpret_cast<const int*>(36), 24); },
+    const Attribute attributes[] = {
+        {[&] { s->setAttribute2fv("a2", at(8), 40); }, 2, {1, 2, f, 40, 0, b, 8}},
+        {[&] { s->setAttribute3fv(3, at(28), 24); }, 3, {1, 3, f, 24, 0, b, 28}},
+        {[&] { s->setAttribute1iv(5, reinterpret_cast<const int*>(36), 24); },
          5,
          {1, 1, static_cast<GLint>(GL_INT), 24, 0, b, 36}},
-        {[&] { shader.disableVertexAttributeArray("a2"); }, 2, {0, 2, f, 40, 0, b, 8}},
+        {[&] { s->disableVertexAttributeArray("a2"); }, 2, {0, 2, f, 40, 0, b, 8}},
     };
-    for (const Case& c : cases) {
-        c.set();
+    for (const Attribute& a : attributes) {
+        a.set();
         std::vector<GLint> got;
         for (GLenum query :
              {GL_VERTEX_ATTRIB_ARRAY_ENABLED, GL_VERTEX_ATTRIB_ARRAY_SIZE,
               GL_VERTEX_ATTRIB_ARRAY_TYPE, GL_VERTEX_ATTRIB_ARRAY_STRIDE,
               GL_VERTEX_ATTRIB_ARRAY_NORMALIZED, GL_VERTEX_ATTRIB_ARRAY_BUFFER_BINDING}) {
-            glGetVertexAttribiv(c.location, query, &got.emplace_back(-1));
+            glGetVertexAttribiv(a.location, query, &got.emplace_back(-1));
         }
         void* pointer = nullptr;
-        glGetVertexAttribPointerv(c.location, GL_VERTEX_ATTRIB_ARRAY_POINTER, &pointer);
+        glGetVertexAttribPointerv(a.location, GL_VERTEX_ATTRIB_ARRAY_POINTER, &pointer);
         got.push_back(static_cast<GLint>(reinterpret_cast<std::uintptr_t>(pointer)));
-        EXPECT_EQ(c.want, got) << "row " << &c - cases;
+        EXPECT_EQ(a.want, got) << "attribute row " << &a - attributes;
     }
     GLCallRecorder recorder;
-    shader.setAttribute2fv("absent", at(0), 8);
-    shader.setAttribute1iv(-1, nullptr, 8);
+    s->setUniform1f("unread", 1.0f); // GL drops a uniform nothing reads
+    s->setUniform2i("absent", 1, 2);
+    EXPECT_EQ(2u, recorder.calls().size()) << "unknown uniforms are looked up and skipped";
+    recorder.clear();
+    s->setAttribute2fv("absent", at(0), 8);
+    s->setAttribute1iv(-1, nullptr, 8);
     EXPECT_EQ(0u, recorder.count("glEnableVertexAttribArray"));
     glBindVertexArray(0);
     glDeleteVertexArrays(1, &vertexArray);
