@@ -9,11 +9,10 @@
 using namespace gl;
 using Brindel::GaussianBlur::AEOpenGLContext;
 using Brindel::Testing::GLCallRecorder;
-using Brindel::Testing::GLTest;
 
 namespace {
 
-using ContextSwitch = GLTest;
+using ContextSwitch = Brindel::Testing::GLTest;
 
 TEST_F(ContextSwitch, FlushesTheOutgoingContextUnlessItsDrawFramebufferIsIncomplete) {
     AEOpenGLContext first(nullptr), second(&first);

@@ -12,11 +12,10 @@ using namespace gl;
 using Brindel::GaussianBlur::AEOpenGLContext;
 using Brindel::GaussianBlur::AEOpenGLContextManager;
 using Brindel::GaussianBlur::SaveRestoreGLContext;
-using Brindel::Testing::GLTest;
 
 namespace {
 
-using ContextManager = GLTest;
+using ContextManager = Brindel::Testing::GLTest;
 
 TEST_F(ContextManager, EachThreadGetsItsOwnRenderContextInTheDataContextsShareGroup) {
     expectHostContextAfterTest();

@@ -102,12 +102,12 @@ TEST_F(PixelTransfer, WorldsOfEveryDepthRoundTripUnflippedAlphaFirstAndKeepTheir
         int width, height, inPad, outPad;
         unsigned long size;
         GLenum type;
-        uint32_t multiplierBits;
+        float multiplier; // compared exactly
     };
     const Case cases[] = {
-        {PF_PixelFormat_ARGB32, 13, 7, 3 * 4, 4, 4, GL_UNSIGNED_BYTE, 0x3F800000u},
-        {PF_PixelFormat_ARGB64, 9, 5, 2 * 8, 8, 8, GL_UNSIGNED_SHORT, 0x3FFFFF00u},
-        {PF_PixelFormat_ARGB128, 6, 4, 16, 32, 16, GL_FLOAT, 0x3F800000u},
+        {PF_PixelFormat_ARGB32, 13, 7, 3 * 4, 4, 4, GL_UNSIGNED_BYTE, 1.0f},
+        {PF_PixelFormat_ARGB64, 9, 5, 2 * 8, 8, 8, GL_UNSIGNED_SHORT, 65535.0f / 32768},
+        {PF_PixelFormat_ARGB128, 6, 4, 16, 32, 16, GL_FLOAT, 1.0f},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.format);
@@ -117,9 +117,7 @@ TEST_F(PixelTransfer, WorldsOfEveryDepthRoundTripUnflippedAlphaFirstAndKeepTheir
                            : c.format == PF_PixelFormat_ARGB64 ? Pattern<PF_Pixel16>(input, 32768)
                                                                : Pattern<PF_PixelFloat>(input, 1);
         ASSERT_EQ(upload(c.format, input), -1);
-        uint32_t bits = 0;
-        std::memcpy(&bits, &multiplier, sizeof(bits));
-        EXPECT_TRUE(size == c.size && type == c.type && bits == c.multiplierBits);
+        EXPECT_TRUE(size == c.size && type == c.type && multiplier == c.multiplier);
         // Memory order lands in r, g, b, a: alpha in the red slot, the first row first.
         std::vector<float> t(4 * c.width * c.height);
         glBindTexture(GL_TEXTURE_2D, texture);

@@ -13,12 +13,11 @@
 using namespace gl;
 using namespace Brindel::GaussianBlur;
 using Brindel::Testing::GLCallRecorder;
-using Brindel::Testing::GLTest;
 
 namespace {
 
 using Pixels = std::vector<std::uint8_t>;
-using FramebufferStack = GLTest;
+using FramebufferStack = Brindel::Testing::GLTest;
 
 Pixels Repeat(const Pixels& pixel, int count) {
     Pixels pixels;
@@ -46,7 +45,8 @@ GLint Attachment(GLenum target, GLenum what) {
     return value;
 }
 
-TEST_F(FramebufferStack, KeepsItsObjectsForFramesOfOneSizeRemakesThemForAnotherAndRefusesTooLarge) {
+TEST_F(FramebufferStack,
+       PoolsItsObjectsPerFrameSizeRefusesTooLargeAndMakesRenderTexturesOfAnySize) {
     AEOpenGLContext context(nullptr);
     AEOpenglMainFrameBuffer frames;
     GLCallRecorder recorder;
@@ -93,6 +93,38 @@ TEST_F(FramebufferStack, KeepsItsObjectsForFramesOfOneSizeRemakesThemForAnotherA
     Paint(9, 8, 7, 255);
     frames.endDrawing(1.0f);
     EXPECT_EQ(Repeat({255, 9, 8, 7}, 12), readFramebuffer(6, 2)) << "the frame before is whole";
+    // Render textures take the frame's size or their own whole size, and their filters.
+    const GLint linear = GLint(GL_LINEAR), rgba = GLint(GL_RGBA), floats = GLint(GL_RGBA32F);
+    struct Case {
+        GLuint texture;
+        std::vector<GLint> want; // width, height, format, min and mag filter
+    };
+    const Case cases[] = {
+        {frames.createRenderTexture(false), {6, 2, rgba, linear, linear}},
+        {frames.createRenderTexture(Vec2(7.9, 3.2), false), {7, 3, rgba, linear, linear}},
+        {frames.createRenderTexture(Vec2(5, 6), true),
+         {5, 6, rgba, GLint(GL_LINEAR_MIPMAP_LINEAR), linear}},
+        {frames.createFloatRenderTexture(Vec2(3, 2), true, false), {3, 2, floats, linear, linear}},
+        {frames.createFloatRenderTexture(Vec2(3, 2), false, false),
+         {3, 2, floats, GLint(GL_NEAREST), GLint(GL_NEAREST)}},
+        {frames.createFloatRenderTexture(Vec2(9, 1), false, true),
+         {9, 1, floats, GLint(GL_LINEAR_MIPMAP_NEAREST), linear}},
+    };
+    for (const Case& c : cases) {
+        glBindTexture(GL_TEXTURE_2D, c.texture);
+        std::vector<GLint> got(6, -1);
+        glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_WIDTH, &got[0]);
+        glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_HEIGHT, &got[1]);
+        glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_INTERNAL_FORMAT, &got[2]);
+        glGetTexParameteriv(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, &got[3]);
+        glGetTexParameteriv(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, &got[4]);
+        glGetTexParameteriv(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, &got[5]);
+        std::vector<GLint> want = c.want;
+        want.push_back(GLint(GL_CLAMP_TO_EDGE)); // edges clamped
+        EXPECT_EQ(want, got) << "row " << &c - cases;
+        glBindTexture(GL_TEXTURE_2D, 0);
+        glDeleteTextures(1, &c.texture);
+    }
     // Levels drawn are pooled, not made anew each frame, and all go at the end.
     const std::size_t madeWhileDrawing = recorder.count("glGenRenderbuffers");
     frames.destory();
@@ -152,44 +184,6 @@ TEST_F(FramebufferStack, PushClearsOnlyTheNewLevelPopGivesBackTheLevelBelowAndEn
         frames.destory();
         EXPECT_NO_GL_ERROR();
     }
-}
-
-TEST_F(FramebufferStack, RenderTexturesTakeTheFramesOrTheirOwnWholeSizeAndTheirFilters) {
-    AEOpenglMainFrameBuffer frames;
-    frames.prepare(8, 8, false);
-    const GLint linear = GLint(GL_LINEAR), rgba = GLint(GL_RGBA), floats = GLint(GL_RGBA32F);
-    struct Case {
-        GLuint texture;
-        std::vector<GLint> want; // width, height, format, min and mag filter
-    };
-    const Case cases[] = {
-        {frames.createRenderTexture(false), {8, 8, rgba, linear, linear}},
-        {frames.createRenderTexture(Vec2(7.9, 3.2), false), {7, 3, rgba, linear, linear}},
-        {frames.createRenderTexture(Vec2(5, 6), true),
-         {5, 6, rgba, GLint(GL_LINEAR_MIPMAP_LINEAR), linear}},
-        {frames.createFloatRenderTexture(Vec2(3, 2), true, false), {3, 2, floats, linear, linear}},
-        {frames.createFloatRenderTexture(Vec2(3, 2), false, false),
-         {3, 2, floats, GLint(GL_NEAREST), GLint(GL_NEAREST)}},
-        {frames.createFloatRenderTexture(Vec2(9, 1), false, true),
-         {9, 1, floats, GLint(GL_LINEAR_MIPMAP_NEAREST), linear}},
-    };
-    for (const Case& c : cases) {
-        glBindTexture(GL_TEXTURE_2D, c.texture);
-        std::vector<GLint> got(6, -1);
-        glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_WIDTH, &got[0]);
-        glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_HEIGHT, &got[1]);
-        glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_INTERNAL_FORMAT, &got[2]);
-        glGetTexParameteriv(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, &got[3]);
-        glGetTexParameteriv(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, &got[4]);
-        glGetTexParameteriv(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, &got[5]);
-        std::vector<GLint> want = c.want;
-        want.push_back(GLint(GL_CLAMP_TO_EDGE)); // edges clamped
-        EXPECT_EQ(want, got) << "row " << &c - cases;
-        glBindTexture(GL_TEXTURE_2D, 0);
-        glDeleteTextures(1, &c.texture);
-    }
-    frames.destory();
-    EXPECT_NO_GL_ERROR();
 }
 
 } // namespace

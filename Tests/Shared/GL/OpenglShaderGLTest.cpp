@@ -18,13 +18,12 @@
 using namespace gl;
 using namespace Brindel::GaussianBlur;
 using Brindel::Testing::GLCallRecorder;
-using Brindel::Testing::GLTest;
 using Brindel::Testing::StderrCapture;
 
 namespace {
 
-using ShaderBuild = GLTest;
-using ShaderSetters = GLTest;
+using ShaderBuild = Brindel::Testing::GLTest;
+using ShaderSetters = ShaderBuild;
 
 const char* const kVertex = "#version 330\nin vec2 position;\nin vec2 input_uv;\nout vec2 uv;\n"
                             "void main() { uv = input_uv; gl_Position = vec4(position, 0, 1); }";

@@ -8,13 +8,12 @@
 using Brindel::GaussianBlur::AEOpenGLContext;
 using Brindel::GaussianBlur::SaveRestoreGLContext;
 using Brindel::Testing::GLCallRecorder;
-using Brindel::Testing::GLTest;
 
 namespace {
 
-using SaveRestore = GLTest;
+using SaveRestore = Brindel::Testing::GLTest;
 
-TEST_F(SaveRestore, RestoresTheHostContextOnceAfterFlushingTheEffectsContext) {
+TEST_F(SaveRestore, RestoresTheHostContextOnceAfterAFlushAndNoneOnAThreadWithout) {
     expectHostContextAfterTest();
     SaveRestoreGLContext saved;
     AEOpenGLContext own(nullptr);
@@ -33,10 +32,6 @@ TEST_F(SaveRestore, RestoresTheHostContextOnceAfterFlushingTheEffectsContext) {
         EXPECT_TRUE(recorder.calls().empty());
     }
     hostContext().makeCurrent();
-}
-
-TEST_F(SaveRestore, LeavesAnAlreadyCurrentContextAloneAndNothingCurrentOnAThreadWithout) {
-    expectHostContextAfterTest();
     {
         SaveRestoreGLContext saved;
         GLCallRecorder recorder;

@@ -19,17 +19,17 @@ TEST(ScriptHelper, ResultTextEndsAtItsZeroAndMissingHandlesGiveEmptyWhileTheOthe
     scripting.addTo(registry);
     auto run = [&] { return RunSriptAndGetStringResult(registry.basicSuite(), "app.name"); };
     // The host's code is not looked at: a result handle alone decides.
-    // clang-format off
-    struct Case { bool giveResult, giveError; A_Err code; std::string result, expected; };
-    for (const Case& c : {Case{true, true, A_Err_NONE, "  12 layers\n", "  12 layers\n"}, Case{true, false, A_Err_NONE, std::string("first\0second", 12), "first"},
-                          Case{false, true, A_Err_NONE, "value", ""}, Case{false, false, A_Err_GENERIC, "value", ""}, Case{true, true, A_Err_GENERIC, "value", "value"}}) {
-        // clang-format on
-        ScriptOutcome outcome;
-        outcome.result = c.result, outcome.error = "SyntaxError", outcome.code = c.code;
-        outcome.giveResult = c.giveResult, outcome.giveError = c.giveError;
+    const std::pair<ScriptOutcome, std::string> cases[] = {
+        {{"  12 layers\n", "SyntaxError", true, true, A_Err_NONE}, "  12 layers\n"},
+        {{std::string("first\0second", 12), "SyntaxError", true, false, A_Err_NONE}, "first"},
+        {{"value", "SyntaxError", false, true, A_Err_NONE}, ""},
+        {{"value", "SyntaxError", false, false, A_Err_GENERIC}, ""},
+        {{"value", "SyntaxError", true, true, A_Err_GENERIC}, "value"},
+    };
+    for (const auto& [outcome, expected] : cases) {
         scripting.setOutcome(outcome);
         registry.clearLog();
-        EXPECT_EQ(run(), c.expected) << c.giveResult << c.giveError << c.code;
+        EXPECT_EQ(run(), expected) << outcome.giveResult << outcome.giveError << outcome.code;
         EXPECT_EQ(registry.log(), (std::vector<std::string>{"+" + kUtility, "+" + kMemory,
                                                             "-" + kMemory, "-" + kUtility}));
         EXPECT_TRUE(scripting.liveHandles() == 0 && scripting.unknownHandleUses() == 0 &&
@@ -46,9 +46,11 @@ TEST(ScriptHelper, ResultTextEndsAtItsZeroAndMissingHandlesGiveEmptyWhileTheOthe
 
 TEST(ScriptHelper, TrimRemovesOnlyTheWhiteSpaceAtTheEnds) {
     // Bytes above 127 (a UTF-8 no-break space) are not white space to the default locale.
-    // clang-format off
-    for (auto [text, trimmed] : std::vector<std::pair<const char*, const char*>>{{"", ""}, {" \t\r\n\v\f ", ""}, {"\n\t a  b\tc \r\n", "a  b\tc"}, {"x ", "x"}, {" x", "x"}, {"\xC2\xA0x\xC2\xA0", "\xC2\xA0x\xC2\xA0"}}) {
-        // clang-format on
+    const std::pair<const char*, const char*> cases[] = {
+        {"", ""},    {" \t\r\n\v\f ", ""}, {"\n\t a  b\tc \r\n", "a  b\tc"},
+        {"x ", "x"}, {" x", "x"},          {"\xC2\xA0x\xC2\xA0", "\xC2\xA0x\xC2\xA0"},
+    };
+    for (auto [text, trimmed] : cases) {
         EXPECT_EQ(TrimStringWhiteSpaces(text), trimmed) << text;
     }
 }
