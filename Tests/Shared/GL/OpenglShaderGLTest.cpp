@@ -23,41 +23,15 @@ using Brindel::Testing::StderrCapture;
 namespace {
 
 using ShaderBuild = Brindel::Testing::GLTest;
-using ShaderSetters = ShaderBuild;
 
 const char* const kVertex = "#version 330\nin vec2 position;\nin vec2 input_uv;\nout vec2 uv;\n"
                             "void main() { uv = input_uv; gl_Position = vec4(position, 0, 1); }";
-const char* const kFragment = "#version 330\nin vec2 uv;\nout vec4 colourOut;\n"
-                              "void main() { colourOut = vec4(uv, 0.0, 1.0); }";
 
 // Every shader object made was deleted again.
 void ExpectStagesFreed(const GLCallRecorder& recorder) {
     auto made = recorder.names("glCreateShader"), deleted = recorder.names("glDeleteShader");
     std::sort(made.begin(), made.end()), std::sort(deleted.begin(), deleted.end());
     EXPECT_EQ(made, deleted);
-}
-
-TEST_F(ShaderBuild, BuildsAtFirstUseWithBindingsAppliedBeforeTheLinkOnlyAndFreesItsStages) {
-    GLCallRecorder recorder;
-    OpenglShader shader(kVertex, kFragment, "");
-    shader.addAttributeBinding("position", 5);
-    shader.addAttributeBinding("position", 6); // the first index of a name holds
-    shader.setUniform1f("anything", 1.0f);
-    EXPECT_TRUE(recorder.calls().empty()) << "nothing reaches GL before the first use";
-    shader.useProgram();
-    GLint inUse = 0;
-    glGetIntegerv(GL_CURRENT_PROGRAM, &inUse);
-    EXPECT_TRUE(shader.program() != 0 && static_cast<GLint>(shader.program()) == inUse);
-    EXPECT_EQ(5, shader.getAttributeLocation("position"));
-    const GLint uvBefore = shader.getAttributeLocation("input_uv");
-    shader.addAttributeBinding("input_uv",
-                               9); // after the link: no effect, no relink
-    shader.useProgram();
-    EXPECT_EQ(uvBefore, shader.getAttributeLocation("input_uv"));
-    EXPECT_EQ(1u, recorder.count("glLinkProgram"));
-    EXPECT_EQ(2u, recorder.count("glCreateShader")) << "an empty geometry source makes no stage";
-    ExpectStagesFreed(recorder);
-    EXPECT_NO_GL_ERROR();
 }
 
 TEST_F(ShaderBuild, FailedBuildsPrintTheFirstFailingStagesLogCutTo512BytesAndRetry) {
@@ -99,7 +73,7 @@ TEST_F(ShaderBuild, FailedBuildsPrintTheFirstFailingStagesLogCutTo512BytesAndRet
     EXPECT_NO_GL_ERROR();
 }
 
-TEST_F(ShaderSetters, EverySetterReachesItsUniformOrAttributeInSinglePrecisionAndFieldOrder) {
+TEST_F(ShaderBuild, LinksAtFirstUseWithItsBindingsAndEverySetterReachesItsUniformOrAttribute) {
     const int ints[8] = {1, 2, 3, 4, 5, 6, 7, 8};
     const float floats[8] = {0.5f, 1.5f, 2.5f, 3.5f, 4.5f, 5.5f, 6.5f, 7.5f};
     const Affine transforms[2] = {Affine(1, 2, 3, 4, 5, 6), Affine(7, 8, 9, 10, 11, 12)};
@@ -160,13 +134,25 @@ TEST_F(ShaderSetters, EverySetterReachesItsUniformOrAttributeInSinglePrecisionAn
     }
     s.emplace("#version 330\nin vec2 a2; in vec3 a3; in float ai;\n"
               "void main() { gl_Position = vec4(ai + a2.x + a2.y, a3); }",
-              fragment + body + "}\n");
+              fragment + body + "}\n", "");
     OpenglShader& shader = *s;
+    GLCallRecorder recorder;
     shader.addAttributeBinding("a2", 2);
+    shader.addAttributeBinding("a2", 6); // the first index of a name holds
     shader.addAttributeBinding("a3", 3);
     shader.addAttributeBinding("ai", 5);
+    shader.setUniform1f("unread", 1.0f);
+    EXPECT_TRUE(recorder.calls().empty()) << "nothing reaches GL before the first use";
     shader.useProgram();
-    ASSERT_NE(0u, shader.program());
+    GLint inUse = 0;
+    glGetIntegerv(GL_CURRENT_PROGRAM, &inUse);
+    ASSERT_TRUE(shader.program() != 0 && static_cast<GLint>(shader.program()) == inUse);
+    shader.addAttributeBinding("a3", 9); // after the link: no effect, no relink
+    shader.useProgram();
+    EXPECT_EQ(3, shader.getAttributeLocation("a3"));
+    EXPECT_EQ(1u, recorder.count("glLinkProgram"));
+    EXPECT_EQ(2u, recorder.count("glCreateShader")) << "an empty geometry source makes no stage";
+    ExpectStagesFreed(recorder);
     for (const Uniform& u : uniforms) {
         u.set(name(u));
         std::vector<float> got(16, 0.0f);
@@ -220,7 +206,7 @@ TEST_F(ShaderSetters, EverySetterReachesItsUniformOrAttributeInSinglePrecisionAn
         got.push_back(static_cast<GLint>(reinterpret_cast<std::uintptr_t>(pointer)));
         EXPECT_EQ(a.want, got) << "attribute row " << &a - attributes;
     }
-    GLCallRecorder recorder;
+    recorder.clear();
     s->setUniform1f("unread", 1.0f); // GL drops a uniform nothing reads
     s->setUniform2i("absent", 1, 2);
     EXPECT_EQ(2u, recorder.calls().size()) << "unknown uniforms are looked up and skipped";
