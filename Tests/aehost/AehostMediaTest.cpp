@@ -4,7 +4,7 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <sstream>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -18,16 +18,11 @@ namespace {
 
 // The README's shell blocks that pipe ffmpeg through aehost, in order.
 std::vector<std::string> ReadmePipes() {
-    std::istringstream readme(ScratchFolder::Read(README_PATH));
+    const std::string readme = ScratchFolder::Read(README_PATH);
+    const std::regex block("```sh\n([^`]*\\| aehost --raw[^`]*)```");
     std::vector<std::string> blocks;
-    std::string block;
-    bool inside = false;
-    for (std::string line; std::getline(readme, line);) {
-        if (inside && line == "```" && block.find("| aehost --raw") != std::string::npos) {
-            blocks.push_back(block);
-        }
-        inside = inside ? line != "```" : line == "```sh";
-        block = inside && line != "```sh" ? block + line + "\n" : "";
+    for (std::sregex_iterator i(readme.begin(), readme.end(), block), end; i != end; ++i) {
+        blocks.push_back((*i)[1]);
     }
     return blocks;
 }
