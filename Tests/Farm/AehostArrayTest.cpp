@@ -80,14 +80,8 @@ protected:
             daemons.clear();
         }
         // What the tasks and the daemons said, for a failure on a machine no one can log in to.
-        std::error_code error;
-        for (const char* folder : {"logs", "slurm"}) {
-            for (const fs::directory_entry& entry : fs::directory_iterator(dir / folder, error)) {
-                if (HasFailure() && entry.path().extension() == ".log") {
-                    std::cout << "--- " << entry.path().filename().string() << "\n"
-                              << read(entry.path());
-                }
-            }
+        if (HasFailure()) {
+            std::cout << shell("tail -n +1 logs/*.log slurm/*.log 2>&1");
         }
         fs::remove_all(dir);
     }
@@ -129,12 +123,8 @@ protected:
         const fs::path slurm = dir / "slurm";
         fs::create_directories(slurm / "state");
         fs::create_directories(slurm / "spool");
-        std::random_device random;
-        std::string key(1024, '\0');
-        for (char& c : key) {
-            c = static_cast<char>(random());
-        }
-        ScratchFolder::Write(slurm / "munge.key", key);
+        ScratchFolder::Write(slurm / "munge.key",
+                             Brindel::Testing::RandomFrame(16, 16, std::random_device()()));
         fs::permissions(slurm / "munge.key", fs::perms::owner_read);
         const std::string d = slurm.string();
         daemon("munged -F --force --socket=" + d + "/munge.sock --key-file=" + d +

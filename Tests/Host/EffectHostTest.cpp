@@ -17,8 +17,6 @@ using Brindel::Host::UnexpectedCalls;
 
 namespace {
 
-using Slot = A_long (*)();
-
 // The null pointer slots among `count` pointers at `table`.
 std::vector<size_t> NullSlots(const void* table, size_t count) {
     std::vector<size_t> nulls;
@@ -32,16 +30,9 @@ std::vector<size_t> NullSlots(const void* table, size_t count) {
     return nulls;
 }
 
-const void* Acquire(EffectHost& host, const char* name, int version) {
-    const void* suite = nullptr;
-    host.inData().pica_basicP->AcquireSuite(name, version, &suite);
-    host.inData().pica_basicP->ReleaseSuite(name, version);
-    return suite;
-}
-
 } // namespace
 
-TEST(EffectHost, EveryTableItHandsOutHasEverySlotFilled) {
+TEST(EffectHost, EveryTableItHandsOutIsFullAndAnUnimplementedSlotFailsSayingWhich) {
     EffectHost host(BRINDEL_PLUGIN_PATH);
     PF_InData& in = host.inData();
     const std::pair<const void*, size_t> tables[] = {
@@ -77,22 +68,23 @@ TEST(EffectHost, EveryTableItHandsOutHasEverySlotFilled) {
         {kDRAWBOT_PathSuite, kDRAWBOT_PathSuite_Version1, 64},
     };
     for (const auto& suite : suites) {
-        const void* table = Acquire(host, suite.name, suite.version);
+        const void* table = nullptr;
+        in.pica_basicP->AcquireSuite(suite.name, suite.version, &table);
+        in.pica_basicP->ReleaseSuite(suite.name, suite.version);
         ASSERT_NE(table, nullptr) << suite.name;
         EXPECT_EQ(NullSlots(table, suite.slots), std::vector<size_t>{}) << suite.name;
     }
-}
 
-TEST(EffectHost, UnimplementedSlotFailsTheCallAndSaysWhich) {
-    EffectHost host(BRINDEL_PLUGIN_PATH);
+    // Slots it does not implement: the utility table's first, and the utility suite's.
     UnexpectedCalls::Clear();
-    // The utility table's first slot, and the scripting suite's first.
-    Slot beginSampling = nullptr;
-    std::memcpy(&beginSampling, host.inData().utils, sizeof(Slot));
+    A_long (*beginSampling)() = nullptr;
+    std::memcpy(&beginSampling, in.utils, sizeof(beginSampling));
     EXPECT_EQ(beginSampling(), PF_Err_INVALID_CALLBACK);
-    const auto* utility = static_cast<const AEGP_UtilitySuite5*>(
-        Acquire(host, kAEGPUtilitySuite, kAEGPUtilitySuiteVersion5));
-    EXPECT_EQ(utility->AEGP_ReportInfo(0, "hello"), PF_Err_INVALID_CALLBACK);
+    const void* utility = nullptr;
+    in.pica_basicP->AcquireSuite(kAEGPUtilitySuite, kAEGPUtilitySuiteVersion5, &utility);
+    EXPECT_EQ(static_cast<const AEGP_UtilitySuite5*>(utility)->AEGP_ReportInfo(0, "hello"),
+              PF_Err_INVALID_CALLBACK);
+    in.pica_basicP->ReleaseSuite(kAEGPUtilitySuite, kAEGPUtilitySuiteVersion5);
     EXPECT_EQ(UnexpectedCalls::Recorded(),
               (std::vector<std::string>{"PF_UtilCallbacks#0", "AEGP_UtilitySuite5#0"}));
 }

@@ -15,19 +15,16 @@ using namespace Brindel::Host;
 
 namespace {
 
-struct Size {
-    A_long width, height;
-};
-
-// Renders a frame of random pixels per size in one session; with `arm`, the first storage call
-// of frame `failing` (from 1) fails. Frames that failed give empty outputs and their codes.
-std::vector<std::string> Render(const std::vector<Size>& sizes, int (*arm)(const char*, long),
+// Renders a frame of random pixels per width (a 4:3 frame) in one session; with `arm`, the first
+// storage call of frame `failing` (from 1) fails. Frames that failed give empty outputs and their
+// codes.
+std::vector<std::string> Render(const std::vector<A_long>& widths, int (*arm)(const char*, long),
                                 size_t failing, std::vector<PF_Err>& codes) {
     EffectHost host(BRINDEL_PLUGIN_PATH);
     FrameRenderer renderer(host, 3.0, 1, 1);
     std::vector<std::string> outputs;
-    for (size_t i = 0; i < sizes.size(); ++i) {
-        const auto [width, height] = sizes[i];
+    for (size_t i = 0; i < widths.size(); ++i) {
+        const A_long width = widths[i], height = width * 3 / 4;
         std::string bytes = Brindel::Testing::RandomFrame(width, height, i + 1);
         std::string out(bytes.size(), '\0');
         World input(width, height, PF_PixelFormat_ARGB32, width * 4, bytes.data());
@@ -57,11 +54,11 @@ TEST(FrameRendererFailedFrame, OutOfGpuMemoryFailsThatFrameAloneAndTheNextAreExa
     ASSERT_TRUE(arm != nullptr && fired != nullptr) << "the GPU fault injector is not preloaded";
 
     // A smaller first frame, so that the second needs storage of its own size.
-    const std::vector<Size> sizes = {{32, 24}, {64, 48}, {64, 48}, {64, 48}};
+    const std::vector<A_long> widths = {32, 64, 64, 64};
     std::vector<PF_Err> none, codes;
-    const std::vector<std::string> expected = Render(sizes, nullptr, 0, none);
+    const std::vector<std::string> expected = Render(widths, nullptr, 0, none);
     ASSERT_TRUE(none.empty());
-    const std::vector<std::string> got = Render(sizes, arm, 2, codes);
+    const std::vector<std::string> got = Render(widths, arm, 2, codes);
 
     ASSERT_TRUE(fired()) << "frame 2 made no storage call";
     EXPECT_EQ(codes, std::vector<PF_Err>{PF_Err_OUT_OF_MEMORY});
