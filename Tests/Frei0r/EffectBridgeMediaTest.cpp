@@ -18,8 +18,8 @@ using namespace Brindel::Testing;
 
 namespace {
 
+const std::string kFfmpeg = "ffmpeg -nostdin -loglevel error ";
 const std::string kFilter = " -vf frei0r=filter_name=gaussian_blur:filter_params=";
-const std::string kToPipe = " -f rawvideo -pix_fmt rgba -";
 
 bool Has(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
@@ -38,21 +38,26 @@ protected:
         EXPECT_EQ(r.status, 0) << line << ": " << r.err;
         return r;
     }
-    ChildProcess::Result ffmpeg(const std::string& arguments,
-                                const std::string& modules = BRIDGE_DIR) {
-        return tool("ffmpeg -nostdin -loglevel error -y " + arguments, modules);
-    }
-    // Three 96x64 frames of the test source, in the format that `arguments` ask for.
+    // Three 96x64 frames of the test source in `clip`, in the format that `arguments` ask for.
     void make(const std::string& clip, const std::string& arguments) {
-        ffmpeg("-f lavfi -i testsrc2=s=96x64:r=10" + arguments + " -frames:v 3 " + clip);
+        tool(kFfmpeg + "-f lavfi -i testsrc2=s=96x64:r=10" + arguments + " -frames:v 3 " + clip);
     }
-    // The tool's frames, as ffmpeg hands them to an RGBA filter, are aehost's for the same
-    // input within a level.
-    void expectAehosts(const std::string& rgba, const std::string& input) {
-        EXPECT_NE(rgba, input) << "the frames were not blurred";
-        EXPECT_EQ(rgba.size(), size_t{96} * 64 * 4 * 3);
+    // What ffmpeg reads with the options `input`, as it hands frames to an RGBA filter, written
+    // into a pipe; through the effect at Blur Scale `blur` unless that is empty.
+    ChildProcess::Result rgba(const std::string& input, const std::string& blur = "",
+                              const std::string& modules = BRIDGE_DIR,
+                              std::vector<std::string> environment = {}) {
+        return tool(kFfmpeg + input + (blur.empty() ? "" : kFilter + blur) +
+                        " -f rawvideo -pix_fmt rgba -",
+                    modules, std::move(environment));
+    }
+    // Three 96x64 frames blurred at Blur Scale 0.1667 are aehost's for the same input within a
+    // level.
+    void expectAehosts(const std::string& blurred, const std::string& input) {
+        EXPECT_NE(blurred, input) << "the frames were not blurred";
+        EXPECT_EQ(blurred.size(), size_t{96} * 64 * 4 * 3);
         std::string what;
-        EXPECT_TRUE(WithinLevels(RgbaToArgb(rgba),
+        EXPECT_TRUE(WithinLevels(RgbaToArgb(blurred),
                                  AehostRaw(folder.path(), 96, 64, 0.1667 * 60, RgbaToArgb(input)),
                                  1, what))
             << what;
@@ -63,22 +68,19 @@ protected:
 
 // A coded clip, with ffmpeg's own conversion from YUV, and a lossless one whose alpha runs from
 // clear on the left to opaque on the right; ffmpeg writes into a pipe, which must hold the
-// frames and nothing that the effect prints. Melt writes images of its own.
+// frames and nothing that the effect prints. Melt writes images of its own, read back here.
 TEST_F(Frei0rMedia, FfmpegAndMeltFramesMatchAehostOnCodedAndTransparentClipsThroughAPipe) {
     make("coded.mp4", " -pix_fmt yuv420p -c:v libx264");
     make("alpha.mkv", ",format=rgba,geq=r='r(X,Y)':g='g(X,Y)':b='b(X,Y)':a='255*X/W' -c:v png");
-    for (const char* clip : {"coded.mp4", "alpha.mkv"}) {
-        SCOPED_TRACE(clip);
-        const std::string input = std::string(" -i ") + clip;
-        expectAehosts(ffmpeg(input + kFilter + "0.1667" + kToPipe).out,
-                      ffmpeg(input + kToPipe).out);
-    }
     make("opaque.mkv", " -pix_fmt rgb24 -c:v png");
     tool("melt -silent opaque.mkv -consumer avformat:plain-%03d.png vcodec=png");
     tool("melt -silent opaque.mkv -filter frei0r.gaussian_blur 0=0.1667 "
          "-consumer avformat:blurred-%03d.png vcodec=png");
-    expectAehosts(ffmpeg("-i blurred-%03d.png" + kToPipe).out,
-                  ffmpeg("-i plain-%03d.png" + kToPipe).out);
+    for (const std::string clip : {"coded.mp4", "alpha.mkv"}) {
+        SCOPED_TRACE(clip);
+        expectAehosts(rgba("-i " + clip, "0.1667").out, rgba("-i " + clip).out);
+    }
+    expectAehosts(rgba("-i blurred-%03d.png").out, rgba("-i plain-%03d.png").out);
 }
 
 // The effect is a guest: the host's allocator is left as it is, and its memory must stay flat
@@ -88,8 +90,8 @@ TEST_F(Frei0rMedia, FfmpegPeakMemoryStaysFlatOverALongStreamAtEveryBlurBranch) {
     for (const char* blur : {"0", "0.0066667", "0.05"}) {
         double peak[2] = {};
         for (const int frames : {40, 240}) {
-            peak[frames == 240] = ffmpeg("-f lavfi -i testsrc2=s=320x180:r=25 -frames:v " +
-                                         std::to_string(frames) + kFilter + blur + " -f null -")
+            peak[frames == 240] = tool(kFfmpeg + "-f lavfi -i testsrc2=s=320x180:r=25 -frames:v " +
+                                       std::to_string(frames) + kFilter + blur + " -f null -")
                                       .peakMiB;
         }
         EXPECT_LT(peak[1] - peak[0], 16.0) << "Blur Scale " << blur << ": " << peak[0]
@@ -106,7 +108,7 @@ TEST_F(Frei0rMedia, FfmpegFindsTheEffectBesideALinkedModuleOrNamesBothPlaces) {
     fs::create_directories(lone);
     fs::copy_file(real, lone / "gaussian_blur.so");
     make("clip.mkv", " -pix_fmt rgba -c:v png");
-    const std::string input = ffmpeg("-i clip.mkv" + kToPipe).out;
+    const std::string input = rgba("-i clip.mkv").out;
     const struct {
         fs::path target; // what the link in the FREI0R_PATH folder points at
         bool effectBesideLink;
@@ -122,8 +124,7 @@ TEST_F(Frei0rMedia, FfmpegFindsTheEffectBesideALinkedModuleOrNamesBothPlaces) {
         if (c.effectBesideLink) {
             fs::create_symlink(fs::path(BRIDGE_DIR) / "GaussianBlur.so", link / "GaussianBlur.so");
         }
-        const ChildProcess::Result r =
-            ffmpeg("-i clip.mkv" + kFilter + "0.1667" + kToPipe, link.string());
+        const ChildProcess::Result r = rgba("-i clip.mkv", "0.1667", link.string());
         if (c.blurs) {
             EXPECT_FALSE(Has(r.err, "gaussian_blur:")) << r.err;
             expectAehosts(r.out, input);
@@ -148,10 +149,8 @@ TEST_F(Frei0rMedia, EveryInjectedGpuFailureGivesTheBlurredFrameOrTheInputWithALi
     for (const std::string blur : {"0", "0.05"}) {
         std::string reference;
         const auto run = [&](const std::string& fault) -> std::string {
-            const ChildProcess::Result r = tool("ffmpeg -nostdin -loglevel error -f rawvideo "
-                                                "-pix_fmt rgba -s 64x48 -i in.rgba" +
-                                                    kFilter + blur + kToPipe,
-                                                BRIDGE_DIR, sweep.environment(fault));
+            const ChildProcess::Result r = rgba("-f rawvideo -pix_fmt rgba -s 64x48 -i in.rgba",
+                                                blur, BRIDGE_DIR, sweep.environment(fault));
             reference = fault.empty() ? r.out : reference;
             if (r.status != 0 || r.out.size() != input.size()) {
                 return "exit " + std::to_string(r.status) + ", " + std::to_string(r.out.size()) +
