@@ -93,8 +93,7 @@ template <typename F> Slot S(F* function) {
     return reinterpret_cast<Slot>(function);
 }
 
-// ---- The slots this host implements ----
-
+// The slots this host implements.
 AbiWorld gInput{}, gOutput{};
 // The utility table's and the ANSI suite's sprintf, told apart by name.
 constexpr char kUtilSprintf[] = "utils.ansi.sprintf";
