@@ -47,10 +47,8 @@ const PF_Cmd kIgnored[] = {PF_Cmd_SEQUENCE_SETUP, PF_Cmd_SEQUENCE_RESETUP, PF_Cm
 // near the values where the kernel changes shape.
 double BlurValue(FuzzInput& input) {
     const double edges[] = {0.0, 0.4, 0.49999, 0.5, 0.5000001, 1.0, 1.5, 59.99, 60.0};
-    if (input.flag()) {
-        return edges[input.integer(0, std::size(edges) - 1)];
-    }
-    return static_cast<double>(input.integer(0, 60000)) / 1000.0;
+    return input.flag() ? edges[input.integer(0, std::size(edges) - 1)]
+                        : static_cast<double>(input.integer(0, 60000)) / 1000.0;
 }
 
 // The pixel format, size and padding of one world; padding comes in whole pixels, as a host's
