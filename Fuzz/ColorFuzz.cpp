@@ -41,11 +41,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         // every channel above 16 the text keeps its form and parses back within that step.
         if (std::min({argb & 255u, argb >> 8 & 255u, argb >> 16 & 255u, argb >> 24}) > 16) {
             const Color back(color.toHexString());
-            const double step = 1.0 / 255.0 + 1e-9;
-            FUZZ_CHECK(std::fabs(back.red - color.red) <= step &&
-                       std::fabs(back.green - color.green) <= step &&
-                       std::fabs(back.blue - color.blue) <= step &&
-                       std::fabs(back.alpha - color.alpha) <= step);
+            for (const double drift : {back.red - color.red, back.green - color.green,
+                                       back.blue - color.blue, back.alpha - color.alpha}) {
+                FUZZ_CHECK(std::fabs(drift) <= 1.0 / 255.0 + 1e-9);
+            }
         }
     }
     // Printing is defined for every colour that parsing gives.

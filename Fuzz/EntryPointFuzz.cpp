@@ -6,12 +6,11 @@
 // input and the output's padding alone; the set-down leaves nothing checked out.
 #include <dlfcn.h>
 
-#include <cmath>
 #include <cstring>
+#include <iterator>
 #include <memory>
 #include <new>
 #include <stdexcept>
-#include <string>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -48,10 +47,8 @@ const PF_Cmd kIgnored[] = {PF_Cmd_SEQUENCE_SETUP, PF_Cmd_SEQUENCE_RESETUP, PF_Cm
 // near the values where the kernel changes shape.
 double BlurValue(FuzzInput& input) {
     const double edges[] = {0.0, 0.4, 0.49999, 0.5, 0.5000001, 1.0, 1.5, 59.99, 60.0};
-    if (input.flag()) {
-        return edges[input.integer(0, std::size(edges) - 1)];
-    }
-    return static_cast<double>(input.integer(0, 60000)) / 1000.0;
+    return input.flag() ? edges[input.integer(0, std::size(edges) - 1)]
+                        : static_cast<double>(input.integer(0, 60000)) / 1000.0;
 }
 
 // The pixel format, size and padding of one world; padding comes in whole pixels, as a host's
@@ -122,12 +119,10 @@ private:
         FUZZ_CHECK(mHost.glContext().isCurrent());
         FUZZ_CHECK(mHost.paramsOut() == 0);
         FUZZ_CHECK(before.empty() || std::memcmp(before.data(), input.row(0), before.size()) == 0);
-        if (err == PF_Err_NONE) {
-            FUZZ_CHECK(output.paddingIntact());
-        }
+        FUZZ_CHECK(err != PF_Err_NONE || output.paddingIntact());
     }
 
-    // Pre-render and render of one frame, as the host sends them.
+    // One frame as the host sends it: pre-render (unless only rendering), then render.
     void frame(bool preRenderFirst) {
         // Mostly the depth the effect declares; sometimes one it did not ask for.
         const PF_PixelFormat format =
@@ -139,23 +134,17 @@ private:
                 ? MakeWorld(mInput, format)
                 : std::make_unique<World>(input->width(), input->height(), format,
                                           static_cast<A_long>(mInput.integer(0, 2) * 4));
-        if (!mParamsUp) {
-            return;
+        if (mParamsUp && (!preRenderFirst || preRender(*output) == PF_Err_NONE)) {
+            render(*input, *output);
         }
-        if (preRenderFirst && preRender(*output) != PF_Err_NONE) {
-            return;
-        }
-        render(*input, *output);
     }
 
+    // A whole frame on a thread of its own, which lets go of the host's context when done.
     void frameOnNewThread() {
         std::unique_ptr<World> input = MakeWorld(mInput, PF_PixelFormat_ARGB32);
         World output(input->width(), input->height(), PF_PixelFormat_ARGB32);
-        if (!mParamsUp) {
-            return;
-        }
         std::thread thread([&] {
-            if (preRender(output) == PF_Err_NONE) {
+            if (mParamsUp && preRender(output) == PF_Err_NONE) {
                 render(*input, output);
             }
             HostGLContext::releaseCurrent();

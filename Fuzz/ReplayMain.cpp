@@ -17,18 +17,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 int main(int argc, char** argv) {
     std::vector<fs::path> inputs;
     for (int i = 1; i < argc; ++i) {
-        if (!fs::is_directory(argv[i])) {
-            inputs.push_back(argv[i]);
-            continue;
-        }
-        std::vector<fs::path> folder;
-        for (const fs::directory_entry& entry : fs::directory_iterator(argv[i])) {
-            if (entry.is_regular_file()) {
-                folder.push_back(entry.path());
+        const size_t first = inputs.size();
+        if (fs::is_directory(argv[i])) {
+            for (const fs::directory_entry& entry : fs::directory_iterator(argv[i])) {
+                inputs.push_back(entry.path());
             }
+        } else {
+            inputs.push_back(argv[i]);
         }
-        std::sort(folder.begin(), folder.end());
-        inputs.insert(inputs.end(), folder.begin(), folder.end());
+        std::sort(inputs.begin() + first, inputs.end());
     }
     for (const fs::path& input : inputs) {
         std::ifstream file(input, std::ios::binary);

@@ -51,17 +51,13 @@ constexpr int32_t kRowbytes = kWidth * 4 + 12;
 // What the host saw: the calls by name, each marked if it came with another effect reference
 // than the host's, which is the address of gEffectToken.
 std::mutex gMutex;
-std::set<std::string> gCalls;
+using Calls = std::set<std::string>;
+Calls gCalls;
 char gEffectToken;
 
 void Record(const std::string& name, void* ref = &gEffectToken) {
     std::lock_guard<std::mutex> lock(gMutex);
     gCalls.insert(ref == &gEffectToken ? name : name + " (another effect reference)");
-}
-
-std::set<std::string> TakeCalls() {
-    std::lock_guard<std::mutex> lock(gMutex);
-    return std::exchange(gCalls, {});
 }
 
 // A distinct function for every slot, numbered across all tables and named when a table is
@@ -97,8 +93,7 @@ template <typename F> Slot S(F* function) {
     return reinterpret_cast<Slot>(function);
 }
 
-// ---- The slots this host implements ----
-
+// The slots this host implements.
 AbiWorld gInput{}, gOutput{};
 // The utility table's and the ANSI suite's sprintf, told apart by name.
 constexpr char kUtilSprintf[] = "utils.ansi.sprintf";
@@ -154,18 +149,6 @@ int32_t AcquireSuite(const char* name, int32_t version, const void** suite) {
 int32_t ReleaseSuite(const char* name, int32_t version) { return Record("basic.ReleaseSuite " + std::string(name) + "/" + std::to_string(version)), 0; }
 // clang-format on
 
-// A world of kWidth by kHeight with padded rows, its pixels zero.
-void MakeWorld(AbiWorld& world, std::vector<unsigned char>& pixels) {
-    pixels.assign(static_cast<size_t>(kRowbytes) * kHeight, 0);
-    world = AbiWorld{};
-    world.data = pixels.data();
-    world.rowbytes = kRowbytes;
-    world.width = kWidth;
-    world.height = kHeight;
-    world.extent_hint = {0, 0, kWidth, kHeight};
-    world.pix_aspect_ratio = {1, 1};
-}
-
 } // namespace
 
 TEST(EntryPointAbi, EachCommandCallsExactlyTheSlotsItNeeds) {
@@ -201,26 +184,25 @@ TEST(EntryPointAbi, EachCommandCallsExactlyTheSlotsItNeeds) {
     inData.pica_basicP = &basic;
     AbiOutData outData{};
     void* params[2] = {};
-    const auto send = [&](int32_t cmd, void* extra) {
-        return entry(cmd, &inData, &outData, params, nullptr, extra);
+    // Sends a command, which must succeed, and gives the host calls it made.
+    const auto calls = [&](int32_t cmd, void* extra) {
+        EXPECT_EQ(entry(cmd, &inData, &outData, params, nullptr, extra), 0) << "command " << cmd;
+        std::lock_guard<std::mutex> lock(gMutex);
+        return std::exchange(gCalls, {});
     };
 
     // About: the name and version through the ANSI suite.
-    ASSERT_EQ(send(0, nullptr), 0);
-    EXPECT_EQ(TakeCalls(),
-              (std::set<std::string>{"basic.AcquireSuite PF ANSI Suite/1", "ansi.sprintf",
-                                     "basic.ReleaseSuite PF ANSI Suite/1"}));
+    EXPECT_EQ(calls(0, nullptr), (Calls{"basic.AcquireSuite PF ANSI Suite/1", "ansi.sprintf",
+                                        "basic.ReleaseSuite PF ANSI Suite/1"}));
     EXPECT_STREQ(outData.return_msg, "Gaussian Blur v1.0\rGaussian Blur");
 
     // Global set-up: version and flags, and no host call.
-    ASSERT_EQ(send(1, nullptr), 0);
-    EXPECT_EQ(TakeCalls(), std::set<std::string>{});
+    EXPECT_EQ(calls(1, nullptr), Calls{});
     EXPECT_TRUE(outData.my_version == 0x80001u && outData.out_flags == 0 &&
                 outData.out_flags2 == 0x400);
 
     // Parameter set-up: "Blur Scale" appended as a float slider.
-    ASSERT_EQ(send(4, nullptr), 0);
-    EXPECT_EQ(TakeCalls(), (std::set<std::string>{"utils.ansi.strcpy", "inter.add_param -1"}));
+    EXPECT_EQ(calls(4, nullptr), (Calls{"utils.ansi.strcpy", "inter.add_param -1"}));
     EXPECT_EQ(outData.num_params, 2);
     EXPECT_STREQ(gAdded.name, "Blur Scale");
     EXPECT_TRUE(gAdded.param_type == 10 && gAdded.id == 1 && gAdded.u.fs_d.valid_max == 60.0f &&
@@ -235,45 +217,46 @@ TEST(EntryPointAbi, EachCommandCallsExactlyTheSlotsItNeeds) {
     AbiPreRenderCallbacks preCallbacks{};
     Serve("prerender", preCallbacks.slots, {{0, S(&CheckoutLayer)}});
     AbiPreRenderExtra preExtra{&preInput, &preOutput, &preCallbacks};
-    ASSERT_EQ(send(23, &preExtra), 0);
-    EXPECT_EQ(TakeCalls(), std::set<std::string>{"prerender.checkout_layer 0/0 @60/1/30"});
+    EXPECT_EQ(calls(23, &preExtra), Calls{"prerender.checkout_layer 0/0 @60/1/30"});
     EXPECT_EQ(preOutput.result_rect.right, kWidth);
     EXPECT_EQ(preOutput.max_result_rect.bottom, kHeight);
 
-    // One smart frame at blur 0: the opaque input comes back unchanged, padding included.
-    std::vector<unsigned char> inputPixels, outputPixels;
-    MakeWorld(gInput, inputPixels);
-    MakeWorld(gOutput, outputPixels);
-    for (int y = 0; y < kHeight; ++y) {
-        for (int x = 0; x < kWidth; ++x) {
-            unsigned char* p = &inputPixels[static_cast<size_t>(y) * kRowbytes + x * 4];
-            p[0] = 255;
-            p[1] = static_cast<unsigned char>(x * 16);
-            p[2] = static_cast<unsigned char>(y * 32);
-            p[3] = 77;
+    // One smart frame at blur 0 on worlds with padded rows: the opaque input comes back unchanged,
+    // padding (zero) included.
+    std::vector<unsigned char> inputPixels(static_cast<size_t>(kRowbytes) * kHeight);
+    std::vector<unsigned char> outputPixels(inputPixels.size());
+    for (size_t i = 0; i < inputPixels.size(); ++i) {
+        if (i % kRowbytes < kWidth * 4) {
+            inputPixels[i] = static_cast<unsigned char>(i % 4 == 0 ? 255 : i * 7);
         }
     }
+    gInput.rowbytes = kRowbytes;
+    gInput.width = kWidth;
+    gInput.height = kHeight;
+    gInput.extent_hint = {0, 0, kWidth, kHeight};
+    gInput.pix_aspect_ratio = {1, 1};
+    gOutput = gInput;
+    gInput.data = inputPixels.data();
+    gOutput.data = outputPixels.data();
     AbiSmartRenderInput renderInput{};
     renderInput.output_request = preInput.output_request;
     renderInput.bitdepth = 8;
     AbiSmartRenderCallbacks renderCallbacks{};
     Serve("smart", renderCallbacks.slots, {{0, S(&CheckoutLayerPixels)}, {2, S(&CheckoutOutput)}});
     AbiSmartRenderExtra renderExtra{&renderInput, &renderCallbacks};
-    ASSERT_EQ(send(24, &renderExtra), 0);
-    // clang-format off
-    EXPECT_EQ(TakeCalls(), (std::set<std::string>{
-        "smart.checkout_layer_pixels 0", "smart.checkout_output", "inter.checkout_param 1 @60/1/30",
-        "inter.checkin_param", "utils.get_pixel_data8 input", "utils.get_pixel_data8 output",
-        "basic.AcquireSuite AEGP PF Interface Suite/1",
-        "basic.ReleaseSuite AEGP PF Interface Suite/1",
-        "basic.AcquireSuite AEGP Layer Suite/11", "basic.ReleaseSuite AEGP Layer Suite/11",
-        "basic.AcquireSuite AEGP Item Suite/10", "basic.ReleaseSuite AEGP Item Suite/10",
-        "basic.AcquireSuite PF Handle Suite/2", "basic.ReleaseSuite PF Handle Suite/2",
-        "handle.host_new_handle", "handle.host_lock_handle", "handle.host_unlock_handle",
-        "handle.host_dispose_handle"}));
-    // clang-format on
+    EXPECT_EQ(
+        calls(24, &renderExtra),
+        (Calls{"smart.checkout_layer_pixels 0", "smart.checkout_output",
+               "inter.checkout_param 1 @60/1/30", "inter.checkin_param",
+               "utils.get_pixel_data8 input", "utils.get_pixel_data8 output",
+               "basic.AcquireSuite AEGP PF Interface Suite/1",
+               "basic.ReleaseSuite AEGP PF Interface Suite/1",
+               "basic.AcquireSuite AEGP Layer Suite/11", "basic.ReleaseSuite AEGP Layer Suite/11",
+               "basic.AcquireSuite AEGP Item Suite/10", "basic.ReleaseSuite AEGP Item Suite/10",
+               "basic.AcquireSuite PF Handle Suite/2", "basic.ReleaseSuite PF Handle Suite/2",
+               "handle.host_new_handle", "handle.host_lock_handle", "handle.host_unlock_handle",
+               "handle.host_dispose_handle"}));
     EXPECT_EQ(outputPixels, inputPixels);
 
-    ASSERT_EQ(send(3, nullptr), 0);
-    EXPECT_EQ(TakeCalls(), std::set<std::string>{});
+    EXPECT_EQ(calls(3, nullptr), Calls{});
 }
