@@ -4,7 +4,6 @@
 
 #include <cmath>
 #include <limits>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -13,15 +12,6 @@ using Brindel::GaussianBlur::GaussianBlurRender;
 namespace {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-
-std::string Trace(const std::vector<double>& scales) {
-    std::ostringstream out;
-    out << "scales";
-    for (double scale : scales) {
-        out << ' ' << scale;
-    }
-    return out.str();
-}
 
 int CountOf(const std::string& text, const std::string& what) {
     int n = 0;
@@ -68,7 +58,7 @@ TEST(GaussianBlurRender, RoundedRadiusSetsTheKernelAndProgramShape) {
     };
     const auto same = [](double a, double b) { return a == b || (std::isnan(a) && std::isnan(b)); };
     for (const Case& c : cases) {
-        SCOPED_TRACE(Trace(c.scales));
+        SCOPED_TRACE("scales " + ::testing::PrintToString(c.scales));
         GaussianBlurRender render;
         for (double scale : c.scales) {
             render.setBlurScale(scale);
