@@ -117,11 +117,8 @@ protected:
         return err;
     }
 
-    // Renders with "Blur Scale" at `blur`, and feeds the same value to the
-    // model's own kernel object, which then has the effect's history.
     PF_Err render(World& input, World& output, double blur) {
         host.setParamValue(1, blur);
-        shadow.setBlurScale(blur / static_cast<float>(host.inData().downsample_x.den));
         const PF_Err err = host.smartRender(input, output);
         EXPECT_TRUE(host.glContext().isCurrent()) << "after a frame";
         return err;
@@ -136,22 +133,24 @@ protected:
     }
 
     EffectHost host{BRINDEL_PLUGIN_PATH};
-    GaussianBlurRender shadow;
 };
 
 } // namespace
 
 // Worlds with padded rows of different lengths. Only the horizontal
 // downsample divides the radius, in both directions; an output larger than
-// the input is written only where the input is.
+// the input is written only where the input is. The model's kernel is read
+// from a kernel object given the same values, which then has the effect's
+// history.
 TEST_F(GaussianBlurFrame, FramesMatchTheCpuModelWithinOneLevel) {
+    GaussianBlurRender shadow;
     struct Row {
         const char* what;
         std::vector<double> blurs;
         int w = 257, h = 131;
         A_long downsampleX = 1, downsampleY = 1;
         int larger = 0;  // the output this many pixels wider and taller
-        int threads = 0; // rendering five frames each at once
+        int threads = 0; // more, rendering five frames each at once
     };
     const Row rows[] = {
         {"every blur branch", {0.0, 0.49, 0.5, 1.0, 2.0, 3.0, 6.0, 7.0, 10.0, 30.0, 60.0}},
@@ -177,29 +176,25 @@ TEST_F(GaussianBlurFrame, FramesMatchTheCpuModelWithinOneLevel) {
             for (int y = 0; y < r.h; ++y) {
                 std::copy_n(&model[static_cast<size_t>(y) * r.w], r.w, &want[y * outW]);
             }
-            const auto frame = [&] {
-                World input(r.w, r.h, PF_PixelFormat_ARGB32, 3 * 4);
-                World output(outW, outH, PF_PixelFormat_ARGB32, 5 * 4);
-                Fill(input, pixels);
-                Fill(output, Pixels(want.size(), kOld));
-                EXPECT_EQ(host.smartRender(input, output), PF_Err_NONE) << what;
-                EXPECT_TRUE(host.glContext().isCurrent()) << what;
-                EXPECT_EQ(Mismatches(Read(output), want, outW), "") << what;
-                EXPECT_TRUE(output.paddingIntact() && input.paddingIntact()) << what;
+            const auto frames = [&](int count) {
+                for (int i = 0; i < count; ++i) {
+                    World input(r.w, r.h, PF_PixelFormat_ARGB32, 3 * 4);
+                    World output(outW, outH, PF_PixelFormat_ARGB32, 5 * 4);
+                    Fill(input, pixels);
+                    Fill(output, Pixels(want.size(), kOld));
+                    EXPECT_EQ(host.smartRender(input, output), PF_Err_NONE) << what;
+                    EXPECT_TRUE(host.glContext().isCurrent()) << what;
+                    EXPECT_EQ(Mismatches(Read(output), want, outW), "") << what;
+                    EXPECT_TRUE(output.paddingIntact() && input.paddingIntact()) << what;
+                }
             };
             std::vector<std::thread> threads;
             for (int t = 0; t < r.threads; ++t) {
-                threads.emplace_back([&] {
-                    for (int i = 0; i < 5; ++i) {
-                        frame();
-                    }
-                });
+                threads.emplace_back(frames, 5);
             }
+            frames(1);
             for (std::thread& thread : threads) {
                 thread.join();
-            }
-            if (r.threads == 0) {
-                frame();
             }
         }
     }
@@ -214,11 +209,8 @@ Pixels RenderLevels(GaussianBlurRender& render, const Pixels& pixels, int w, int
     stack->prepare(w, h, multisampled);
     stack->beginDrawing();
     render.setBlurScale(blur);
-    AEOpenGLUtilities::HostRows rows;
-    rows.start = const_cast<PF_Pixel8*>(pixels.data());
-    rows.rowbytes = w * static_cast<A_long>(sizeof(PF_Pixel8));
-    rows.width = w;
-    rows.height = h;
+    const AEOpenGLUtilities::HostRows rows{const_cast<PF_Pixel8*>(pixels.data()),
+                                           w * static_cast<A_long>(sizeof(PF_Pixel8)), w, h};
     unsigned long pixelSize = 0;
     gl::GLenum type = gl::GL_NONE;
     float multiplier = 0.0f;
