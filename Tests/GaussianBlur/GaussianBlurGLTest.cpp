@@ -58,30 +58,9 @@ TEST_F(GaussianBlurEntry, AboutAndGlobalSetupWriteOnlyTheirFields) {
     }
 }
 
-TEST_F(GaussianBlurEntry, ParamsSetupRegistersBlurScaleAsAFloatSlider) {
-    EXPECT_EQ(host.send(PF_Cmd_PARAMS_SETUP), PF_Err_NONE);
-    EXPECT_EQ(host.outData().num_params, 2);
-    const std::vector<PF_ParamDef> params = host.addedParams();
-    ASSERT_EQ(params.size(), 1u);
-    const PF_ParamDef& def = params[0];
-
-    PF_ParamDef expected;
-    std::memset(&expected, 0, sizeof(expected));
-    expected.uu.id = 1;
-    expected.param_type = PF_Param_FLOAT_SLIDER;
-    std::strcpy(expected.name, "Blur Scale");
-    expected.u.fs_d.valid_max = 60.0f;
-    expected.u.fs_d.slider_max = 60.0f;
-    expected.u.fs_d.curve_tolerance = 0.05f;
-
-    // Every byte, the name's tail included: value, default and minimums 0, no flags.
-    EXPECT_EQ(std::memcmp(&def, &expected, sizeof(PF_ParamDef)), 0);
-    EXPECT_EQ(host.calls(Callback::AnsiStrcpy), 1);
-}
-
-TEST_F(GaussianBlurEntry, FailuresInsideACommandBecomeItsReturnCode) {
-    // A failing callback's code is passed on; of exceptions, integers are the effect's own
-    // failures and their value is not passed on.
+// A failing callback's code is passed on and no slider is added; of exceptions, integers are the
+// effect's own failures and their value is not passed on. The parameters are counted first.
+TEST_F(GaussianBlurEntry, ParamsSetupRegistersBlurScaleAsAFloatSliderOrReturnsTheFailure) {
     struct Case {
         Callback callback;
         PF_Err code; // returned by the callback, or
@@ -96,14 +75,28 @@ TEST_F(GaussianBlurEntry, FailuresInsideACommandBecomeItsReturnCode) {
         {Callback::AnsiStrcpy, 0, std::make_exception_ptr(std::bad_alloc()), PF_Err_OUT_OF_MEMORY},
         {Callback::AnsiStrcpy, 0, std::make_exception_ptr(std::runtime_error("x")),
          PF_Err_INTERNAL_STRUCT_DAMAGED},
+        {Callback::AddParam, PF_Err_NONE, nullptr, PF_Err_NONE},
     };
     for (const Case& c : cases) {
         host.clearFaults();
         c.thrown ? host.raise(c.callback, c.thrown) : host.fail(c.callback, c.code);
+        const int copies = host.calls(Callback::AnsiStrcpy);
         EXPECT_EQ(host.send(PF_Cmd_PARAMS_SETUP), c.expected) << &c - cases;
-        EXPECT_EQ(host.outData().num_params, 2); // counted before the slider is added
-        EXPECT_TRUE(host.addedParams().empty());
+        EXPECT_EQ(host.outData().num_params, 2);
+        EXPECT_EQ(host.calls(Callback::AnsiStrcpy), copies + 1) << "the name, through the host";
+        EXPECT_EQ(host.addedParams().size(), c.expected == PF_Err_NONE ? 1u : 0u);
     }
+    ASSERT_EQ(host.addedParams().size(), 1u);
+    PF_ParamDef expected;
+    std::memset(&expected, 0, sizeof(expected));
+    expected.uu.id = 1;
+    expected.param_type = PF_Param_FLOAT_SLIDER;
+    std::strcpy(expected.name, "Blur Scale");
+    expected.u.fs_d.valid_max = 60.0f;
+    expected.u.fs_d.slider_max = 60.0f;
+    expected.u.fs_d.curve_tolerance = 0.05f;
+    // Every byte, the name's tail included: value, default and minimums 0, no flags.
+    EXPECT_EQ(std::memcmp(&host.addedParams()[0], &expected, sizeof(PF_ParamDef)), 0);
 }
 
 TEST_F(GaussianBlurEntry, CommandsOutsideTheTableReturnNoneAndTouchNothing) {
