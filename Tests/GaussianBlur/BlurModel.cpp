@@ -29,37 +29,25 @@ Texel Quantise(Texel t) {
     return t;
 }
 
-// Linear filtering at texture coordinate (u, v), edges clamped.
-Texel Sample(const Image& image, double u, double v) {
-    const double sx = u * image.width - 0.5;
-    const double sy = v * image.height - 0.5;
-    const double fx = sx - std::floor(sx);
-    const double fy = sy - std::floor(sy);
-    auto clamp = [](double at, int size) { return std::clamp(static_cast<int>(at), 0, size - 1); };
-    const int x0 = clamp(std::floor(sx), image.width), x1 = clamp(std::floor(sx) + 1, image.width);
-    const int y0 = clamp(std::floor(sy), image.height),
-              y1 = clamp(std::floor(sy) + 1, image.height);
-    Texel out{};
-    for (int c = 0; c < 4; ++c) {
-        const double top = image.at(x0, y0)[c] * (1 - fx) + image.at(x1, y0)[c] * fx;
-        const double bottom = image.at(x0, y1)[c] * (1 - fx) + image.at(x1, y1)[c] * fx;
-        out[c] = top * (1 - fy) + bottom * fy;
-    }
-    return out;
-}
-
-// One pass of the kernel along (dx, dy) texels, unscaled.
-Image Blur(const Image& source, const BlurModel::Kernel& kernel, int dx, int dy) {
+// One pass of the kernel along x or y, unscaled. Every pixel's centre is a
+// texel's, so a tap is filtered linearly between the two texels nearest to
+// it along the pass, edges clamped.
+Image Blur(const Image& source, const BlurModel::Kernel& kernel, bool alongX) {
     Image out{source.width, source.height, {}};
+    const int length = alongX ? source.width : source.height;
     for (int y = 0; y < source.height; ++y) {
         for (int x = 0; x < source.width; ++x) {
-            const double u = (x + 0.5) / source.width, v = (y + 0.5) / source.height;
+            const auto texel = [&](int i) -> const Texel& {
+                i = std::clamp(i, 0, length - 1);
+                return alongX ? source.at(i, y) : source.at(x, i);
+            };
             Texel sum{};
             const auto add = [&](double offset, double weight) {
-                const Texel t =
-                    Sample(source, u + offset * dx / source.width, v + offset * dy / source.height);
+                const double at = (alongX ? x : y) + offset;
+                const int below = static_cast<int>(std::floor(at));
+                const double f = at - below;
                 for (int c = 0; c < 4; ++c) {
-                    sum[c] += t[c] * weight;
+                    sum[c] += (texel(below)[c] * (1 - f) + texel(below + 1)[c] * f) * weight;
                 }
             };
             add(0, kernel.centre);
@@ -125,11 +113,11 @@ std::vector<PF_Pixel8> BlurModel::Render(const std::vector<PF_Pixel8>& input, in
         image.texels.push_back({p.alpha / 255.0, p.red / 255.0, p.green / 255.0, p.blue / 255.0});
     }
     if (!kernel.passThrough) {
-        image = Blur(image, kernel, 0, 1);
+        image = Blur(image, kernel, false);
         for (Texel& t : image.texels) {
             t = Quantise(t);
         }
-        image = Blur(image, kernel, 1, 0);
+        image = Blur(image, kernel, true);
     }
     std::vector<PF_Pixel8> out;
     for (const Texel& texel : image.texels) {
