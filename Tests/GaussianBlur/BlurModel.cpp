@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <functional>
 #include <map>
 #include <regex>
 #include <stdexcept>
@@ -21,71 +22,53 @@ struct Image {
 };
 
 // What a target of 8 bits a channel stores: clamped, rounded to the nearest level.
-double Level(double v) {
-    return std::round(std::clamp(v, 0.0, 1.0) * 255.0) / 255.0;
-}
-
-Texel Quantise(const Texel& t) {
-    return {Level(t[0]), Level(t[1]), Level(t[2]), Level(t[3])};
-}
-
-// Linear filtering at texture coordinate (u, v), edges clamped.
-Texel Sample(const Image& image, double u, double v) {
-    const double sx = u * image.width - 0.5;
-    const double sy = v * image.height - 0.5;
-    const double fx = sx - std::floor(sx);
-    const double fy = sy - std::floor(sy);
-    auto clamp = [](double at, int size) { return std::clamp(static_cast<int>(at), 0, size - 1); };
-    const int x0 = clamp(std::floor(sx), image.width), x1 = clamp(std::floor(sx) + 1, image.width);
-    const int y0 = clamp(std::floor(sy), image.height),
-              y1 = clamp(std::floor(sy) + 1, image.height);
-    Texel out{};
-    for (int c = 0; c < 4; ++c) {
-        const double top = image.at(x0, y0)[c] * (1 - fx) + image.at(x1, y0)[c] * fx;
-        const double bottom = image.at(x0, y1)[c] * (1 - fx) + image.at(x1, y1)[c] * fx;
-        out[c] = top * (1 - fy) + bottom * fy;
+Texel Quantise(Texel t) {
+    for (double& c : t) {
+        c = std::round(std::clamp(c, 0.0, 1.0) * 255.0) / 255.0;
     }
-    return out;
+    return t;
 }
 
-// One pass of the kernel along (dx, dy) texels, unscaled.
-Image Blur(const Image& source, const BlurModel::Kernel& kernel, int dx, int dy) {
-    Image out{source.width, source.height, std::vector<Texel>(source.texels.size())};
-    const double stepU = static_cast<double>(dx) / source.width;
-    const double stepV = static_cast<double>(dy) / source.height;
+// One pass of the kernel along x or y, unscaled. Every pixel's centre is a
+// texel's, so a tap is filtered linearly between the two texels nearest to
+// it along the pass, edges clamped.
+Image Blur(const Image& source, const BlurModel::Kernel& kernel, bool alongX) {
+    Image out{source.width, source.height, {}};
+    const int length = alongX ? source.width : source.height;
     for (int y = 0; y < source.height; ++y) {
         for (int x = 0; x < source.width; ++x) {
-            const double u = (x + 0.5) / source.width;
-            const double v = (y + 0.5) / source.height;
-            Texel sum = Sample(source, u, v);
-            for (double& c : sum) {
-                c *= kernel.centre;
-            }
-            for (const BlurModel::Pair& p : kernel.pairs) {
-                const Texel plus = Sample(source, u + stepU * p.offset, v + stepV * p.offset);
-                const Texel minus = Sample(source, u - stepU * p.offset, v - stepV * p.offset);
+            const auto texel = [&](int i) -> const Texel& {
+                i = std::clamp(i, 0, length - 1);
+                return alongX ? source.at(i, y) : source.at(x, i);
+            };
+            Texel sum{};
+            const auto add = [&](double offset, double weight) {
+                const double at = (alongX ? x : y) + offset;
+                const int below = static_cast<int>(std::floor(at));
+                const double f = at - below;
                 for (int c = 0; c < 4; ++c) {
-                    sum[c] += (plus[c] + minus[c]) * p.weight;
+                    sum[c] += (texel(below)[c] * (1 - f) + texel(below + 1)[c] * f) * weight;
                 }
+            };
+            add(0, kernel.centre);
+            for (const BlurModel::Pair& p : kernel.pairs) {
+                add(p.offset, p.weight);
+                add(-p.offset, p.weight);
             }
-            out.texels[static_cast<size_t>(y) * source.width + x] = sum;
+            out.texels.push_back(sum);
         }
     }
     return out;
 }
 
-// Host order (A, R, G, B in the slots) to premultiplied red, green, blue, alpha.
-Texel Premultiply(const Texel& t) {
-    const Texel rotated = {t[1], t[2], t[3], t[0]};
-    return {rotated[3] * rotated[0], rotated[3] * rotated[1], rotated[3] * rotated[2], rotated[3]};
-}
-
-// The final pass: back to straight alpha, red, green, blue.
-Texel Unpremultiply(const Texel& t) {
-    if (t[3] == 0) {
-        return {0, 0, 0, 0};
+// Calls `found` with the numbered groups of every match of `pattern` in `text`.
+void ForEachMatch(const std::string& text, const std::string& pattern,
+                  const std::function<void(const std::smatch&)>& found) {
+    const std::regex re(pattern);
+    for (auto it = std::sregex_iterator(text.begin(), text.end(), re); it != std::sregex_iterator();
+         ++it) {
+        found(*it);
     }
-    return {t[3], t[0] / t[3], t[1] / t[3], t[2] / t[3]};
 }
 
 } // namespace
@@ -96,7 +79,6 @@ BlurModel::Kernel BlurModel::ReadKernel(const std::string& vertex, const std::st
         return kernel;
     }
     kernel.passThrough = false;
-
     std::smatch m;
     if (!std::regex_search(fragment, m, std::regex(R"(blurCoordinates\[0\]\) \* ([0-9.e+-]+);)"))) {
         throw std::runtime_error("no centre weight in the fragment program");
@@ -106,27 +88,20 @@ BlurModel::Kernel BlurModel::ReadKernel(const std::string& vertex, const std::st
     // Pairs whose coordinates the vertex stage computes: offset from the
     // vertex program, weight from the fragment program, by array index.
     std::map<int, double> offsets, weights;
-    const std::regex vertexTap(
-        R"(blurCoordinates\[(\d+)\] = input_uv.xy \+ singleStepOffset \* ([0-9.e+-]+);)");
-    for (auto it = std::sregex_iterator(vertex.begin(), vertex.end(), vertexTap);
-         it != std::sregex_iterator(); ++it) {
-        offsets[std::stoi((*it)[1])] = std::stod((*it)[2]);
-    }
-    const std::regex fragmentTap(R"(blurCoordinates\[(\d+)\]\) \* ([0-9.e+-]+);)");
-    for (auto it = std::sregex_iterator(fragment.begin(), fragment.end(), fragmentTap);
-         it != std::sregex_iterator(); ++it) {
-        weights[std::stoi((*it)[1])] = std::stod((*it)[2]);
-    }
+    ForEachMatch(vertex,
+                 R"(blurCoordinates\[(\d+)\] = input_uv.xy \+ singleStepOffset \* ([0-9.e+-]+);)",
+                 [&](const std::smatch& tap) { offsets[std::stoi(tap[1])] = std::stod(tap[2]); });
+    ForEachMatch(fragment, R"(blurCoordinates\[(\d+)\]\) \* ([0-9.e+-]+);)",
+                 [&](const std::smatch& tap) { weights[std::stoi(tap[1])] = std::stod(tap[2]); });
     for (const auto& [index, offset] : offsets) {
         kernel.pairs.push_back({weights.at(index), offset});
     }
     // Pairs offset in the fragment stage.
-    const std::regex farTap(
-        R"(blurCoordinates\[0\] \+ singlStepOffset \*([0-9.e+-]+)\) \* ([0-9.e+-]+);)");
-    for (auto it = std::sregex_iterator(fragment.begin(), fragment.end(), farTap);
-         it != std::sregex_iterator(); ++it) {
-        kernel.pairs.push_back({std::stod((*it)[2]), std::stod((*it)[1])});
-    }
+    ForEachMatch(fragment,
+                 R"(blurCoordinates\[0\] \+ singlStepOffset \*([0-9.e+-]+)\) \* ([0-9.e+-]+);)",
+                 [&](const std::smatch& tap) {
+                     kernel.pairs.push_back({std::stod(tap[2]), std::stod(tap[1])});
+                 });
     return kernel;
 }
 
@@ -138,15 +113,20 @@ std::vector<PF_Pixel8> BlurModel::Render(const std::vector<PF_Pixel8>& input, in
         image.texels.push_back({p.alpha / 255.0, p.red / 255.0, p.green / 255.0, p.blue / 255.0});
     }
     if (!kernel.passThrough) {
-        image = Blur(image, kernel, 0, 1);
+        image = Blur(image, kernel, false);
         for (Texel& t : image.texels) {
             t = Quantise(t);
         }
-        image = Blur(image, kernel, 1, 0);
+        image = Blur(image, kernel, true);
     }
     std::vector<PF_Pixel8> out;
     for (const Texel& texel : image.texels) {
-        const Texel t = Quantise(Unpremultiply(Quantise(Premultiply(texel))));
+        // Host order (A, R, G, B in the slots) to premultiplied red, green,
+        // blue, alpha, then back to straight alpha, red, green, blue.
+        const double a = texel[0];
+        const Texel p = Quantise({a * texel[1], a * texel[2], a * texel[3], a});
+        const Texel t =
+            Quantise(p[3] == 0 ? Texel{} : Texel{p[3], p[0] / p[3], p[1] / p[3], p[2] / p[3]});
         auto byte = [](double v) { return static_cast<A_u_char>(std::lround(v * 255.0)); };
         out.push_back({byte(t[0]), byte(t[1]), byte(t[2]), byte(t[3])});
     }

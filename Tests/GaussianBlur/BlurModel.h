@@ -23,7 +23,7 @@ public:
         std::vector<Pair> pairs;
     };
 
-    // Reads the kernel from a vertex and fragment program pair.
+    // Read from a vertex and fragment program pair.
     static Kernel ReadKernel(const std::string& vertex, const std::string& fragment);
 
     // The frame the effect should give for `input` (width by height, packed).

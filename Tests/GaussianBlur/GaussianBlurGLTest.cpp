@@ -58,30 +58,9 @@ TEST_F(GaussianBlurEntry, AboutAndGlobalSetupWriteOnlyTheirFields) {
     }
 }
 
-TEST_F(GaussianBlurEntry, ParamsSetupRegistersBlurScaleAsAFloatSlider) {
-    EXPECT_EQ(host.send(PF_Cmd_PARAMS_SETUP), PF_Err_NONE);
-    EXPECT_EQ(host.outData().num_params, 2);
-    const std::vector<PF_ParamDef> params = host.addedParams();
-    ASSERT_EQ(params.size(), 1u);
-    const PF_ParamDef& def = params[0];
-
-    PF_ParamDef expected;
-    std::memset(&expected, 0, sizeof(expected));
-    expected.uu.id = 1;
-    expected.param_type = PF_Param_FLOAT_SLIDER;
-    std::strcpy(expected.name, "Blur Scale");
-    expected.u.fs_d.valid_max = 60.0f;
-    expected.u.fs_d.slider_max = 60.0f;
-    expected.u.fs_d.curve_tolerance = 0.05f;
-
-    // Every byte, the name's tail included: value, default and minimums 0, no flags.
-    EXPECT_EQ(std::memcmp(&def, &expected, sizeof(PF_ParamDef)), 0);
-    EXPECT_EQ(host.calls(Callback::AnsiStrcpy), 1);
-}
-
-TEST_F(GaussianBlurEntry, FailuresInsideACommandBecomeItsReturnCode) {
-    // A failing callback's code is passed on; of exceptions, integers are the effect's own
-    // failures and their value is not passed on.
+// A failing callback's code is passed on and no slider is added; of exceptions, integers are the
+// effect's own failures and their value is not passed on. The parameters are counted first.
+TEST_F(GaussianBlurEntry, ParamsSetupRegistersBlurScaleAsAFloatSliderOrReturnsTheFailure) {
     struct Case {
         Callback callback;
         PF_Err code; // returned by the callback, or
@@ -96,14 +75,28 @@ TEST_F(GaussianBlurEntry, FailuresInsideACommandBecomeItsReturnCode) {
         {Callback::AnsiStrcpy, 0, std::make_exception_ptr(std::bad_alloc()), PF_Err_OUT_OF_MEMORY},
         {Callback::AnsiStrcpy, 0, std::make_exception_ptr(std::runtime_error("x")),
          PF_Err_INTERNAL_STRUCT_DAMAGED},
+        {Callback::AddParam, PF_Err_NONE, nullptr, PF_Err_NONE},
     };
     for (const Case& c : cases) {
         host.clearFaults();
         c.thrown ? host.raise(c.callback, c.thrown) : host.fail(c.callback, c.code);
+        const int copies = host.calls(Callback::AnsiStrcpy);
         EXPECT_EQ(host.send(PF_Cmd_PARAMS_SETUP), c.expected) << &c - cases;
-        EXPECT_EQ(host.outData().num_params, 2); // counted before the slider is added
-        EXPECT_TRUE(host.addedParams().empty());
+        EXPECT_EQ(host.outData().num_params, 2);
+        EXPECT_EQ(host.calls(Callback::AnsiStrcpy), copies + 1) << "the name, through the host";
+        EXPECT_EQ(host.addedParams().size(), c.expected == PF_Err_NONE ? 1u : 0u);
     }
+    ASSERT_EQ(host.addedParams().size(), 1u);
+    PF_ParamDef expected;
+    std::memset(&expected, 0, sizeof(expected));
+    expected.uu.id = 1;
+    expected.param_type = PF_Param_FLOAT_SLIDER;
+    std::strcpy(expected.name, "Blur Scale");
+    expected.u.fs_d.valid_max = 60.0f;
+    expected.u.fs_d.slider_max = 60.0f;
+    expected.u.fs_d.curve_tolerance = 0.05f;
+    // Every byte, the name's tail included: value, default and minimums 0, no flags.
+    EXPECT_EQ(std::memcmp(&host.addedParams()[0], &expected, sizeof(PF_ParamDef)), 0);
 }
 
 TEST_F(GaussianBlurEntry, CommandsOutsideTheTableReturnNoneAndTouchNothing) {
@@ -126,59 +119,57 @@ TEST_F(GaussianBlurEntry, CommandsOutsideTheTableReturnNoneAndTouchNothing) {
 
 namespace {
 
-PF_PreRenderInput Request(PF_LRect rect) {
-    PF_PreRenderInput input{};
-    input.output_request.rect = rect;
-    input.output_request.field = PF_Field_UPPER;
-    input.output_request.channel_mask = PF_ChannelMask_RED | PF_ChannelMask_ALPHA;
-    input.output_request.preserve_rgb_of_zero_alpha = 1;
-    input.bitdepth = 8;
-    return input;
-}
-
 bool operator==(const PF_LRect& a, const PF_LRect& b) {
     return a.left == b.left && a.top == b.top && a.right == b.right && a.bottom == b.bottom;
 }
 
 } // namespace
 
-// The input is checked out with the host's request and time unchanged; the rectangles it gives
-// grow those the host placed (an empty one is replaced), not widened by the blur.
+// The input is checked out with the host's request and time unchanged. Each rectangle the host
+// placed in the result and the largest result grows by the input's, not widened by the blur; an
+// empty one is replaced whole, and after a failed check-out both stay as placed.
 TEST_F(GaussianBlurEntry, PreRenderChecksOutTheHostsRequestAndMergesIntoItsRectangles) {
     host.inData().current_time = 48;
     host.inData().time_step = 2;
     host.inData().time_scale = 24;
     struct Case {
-        PF_LRect layer, result, max, wantResult, wantMax;
-        PF_Err fault;
+        PF_LRect layer, placed, merged;
+        PF_Err fault = PF_Err_NONE;
     };
-    // clang-format off
     const Case cases[] = {
-        {{100, 50, 400, 300}, {150, 0, 600, 200}, {0, 100, 200, 400}, {100, 0, 600, 300}, {0, 50, 400, 400}, PF_Err_NONE}, // overlapping: the union
-        {{100, 50, 400, 300}, {900, 900, 900, 950}, {0, 0, 0, 0}, {100, 50, 400, 300}, {100, 50, 400, 300}, PF_Err_NONE},  // empty: replaced whole
-        {{5, 5, 5, 10}, {1, 2, 3, 4}, {7, 7, 3, 3}, {1, 2, 3, 4}, {5, 5, 5, 10}, PF_Err_NONE}, // an empty input
-        {{0, 0, 64, 64}, {1, 1, 2, 2}, {0, 0, 0, 0}, {1, 1, 2, 2}, {0, 0, 0, 0}, PF_Interrupt_CANCEL}, // a failed check-out
+        {{100, 50, 400, 300}, {150, 0, 600, 200}, {100, 0, 600, 300}},
+        {{100, 50, 400, 300}, {0, 100, 200, 400}, {0, 50, 400, 400}},
+        {{100, 50, 400, 300}, {900, 900, 900, 950}, {100, 50, 400, 300}},
+        {{5, 5, 5, 10}, {1, 2, 3, 4}, {1, 2, 3, 4}}, // an empty input
+        {{0, 0, 64, 64}, {1, 1, 2, 2}, {1, 1, 2, 2}, PF_Interrupt_CANCEL},
     };
-    // clang-format on
+    const PF_LRect kEmpty{7, 7, 3, 3};
     for (const Case& c : cases) {
-        host.clearFaults();
-        host.setLayerRect(c.layer);
-        if (c.fault != PF_Err_NONE) {
+        // The other rectangle is an empty one, so each lands in its own field.
+        const PF_LRect other = c.fault == PF_Err_NONE ? c.layer : kEmpty;
+        for (const bool intoMax : {false, true}) {
+            host.clearFaults();
+            host.setLayerRect(c.layer);
             host.fail(Callback::CheckoutLayer, c.fault);
+            PF_PreRenderInput input{};
+            input.output_request.rect = {10, 20, 300, 200};
+            input.output_request.field = PF_Field_UPPER;
+            input.output_request.channel_mask = PF_ChannelMask_RED | PF_ChannelMask_ALPHA;
+            input.output_request.preserve_rgb_of_zero_alpha = 1;
+            input.bitdepth = 8;
+            PF_PreRenderOutput output{};
+            output.result_rect = intoMax ? kEmpty : c.placed;
+            output.max_result_rect = intoMax ? c.placed : kEmpty;
+            output.flags = 7;
+            EXPECT_EQ(host.preRender(input, output), c.fault);
+            const auto checkout = host.layerCheckouts().back();
+            EXPECT_TRUE(checkout.index == 0 && checkout.checkoutId == 0 && checkout.time == 48 &&
+                        checkout.timeStep == 2 && checkout.timeScale == 24u);
+            EXPECT_EQ(
+                std::memcmp(&checkout.request, &input.output_request, sizeof(PF_RenderRequest)), 0);
+            EXPECT_TRUE(output.result_rect == (intoMax ? other : c.merged) &&
+                        output.max_result_rect == (intoMax ? c.merged : other) && output.flags == 7)
+                << "row " << &c - cases << (intoMax ? ", largest result" : ", result");
         }
-        PF_PreRenderInput input = Request({10, 20, 300, 200});
-        PF_PreRenderOutput output{};
-        output.result_rect = c.result;
-        output.max_result_rect = c.max;
-        output.flags = 7;
-        EXPECT_EQ(host.preRender(input, output), c.fault);
-        const auto checkout = host.layerCheckouts().back();
-        EXPECT_TRUE(checkout.index == 0 && checkout.checkoutId == 0 && checkout.time == 48 &&
-                    checkout.timeStep == 2 && checkout.timeScale == 24u);
-        EXPECT_EQ(std::memcmp(&checkout.request, &input.output_request, sizeof(PF_RenderRequest)),
-                  0);
-        EXPECT_TRUE(output.result_rect == c.wantResult && output.max_result_rect == c.wantMax &&
-                    output.flags == 7)
-            << &c - cases;
     }
 }

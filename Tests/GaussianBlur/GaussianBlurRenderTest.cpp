@@ -4,7 +4,6 @@
 
 #include <cmath>
 #include <limits>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -13,15 +12,6 @@ using Brindel::GaussianBlur::GaussianBlurRender;
 namespace {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-
-std::string Trace(const std::vector<double>& scales) {
-    std::ostringstream out;
-    out << "scales";
-    for (double scale : scales) {
-        out << ' ' << scale;
-    }
-    return out.str();
-}
 
 int CountOf(const std::string& text, const std::string& what) {
     int n = 0;
@@ -68,7 +58,7 @@ TEST(GaussianBlurRender, RoundedRadiusSetsTheKernelAndProgramShape) {
     };
     const auto same = [](double a, double b) { return a == b || (std::isnan(a) && std::isnan(b)); };
     for (const Case& c : cases) {
-        SCOPED_TRACE(Trace(c.scales));
+        SCOPED_TRACE("scales " + ::testing::PrintToString(c.scales));
         GaussianBlurRender render;
         for (double scale : c.scales) {
             render.setBlurScale(scale);
@@ -96,38 +86,9 @@ TEST(GaussianBlurRender, RoundedRadiusSetsTheKernelAndProgramShape) {
     }
 }
 
-// Pairs beyond the vertex stage's seven are offset from the centre in the fragment program, with
-// the normalised Gaussian's numbers to six significant digits, as the programs print them.
-TEST(GaussianBlurRender, KernelNumbersBeyondTheVaryingArrayAreTheNormalisedGaussian) {
-    GaussianBlurRender render;
-    render.setBlurScale(10.0);
-    const std::string both = render.getVertexFunction() + render.getFragmentFunction();
-    const std::string snippets[] = {
-        "    blurCoordinates[13] = input_uv.xy + singleStepOffset * 13.4663;\n"
-        "    blurCoordinates[14] = input_uv.xy - singleStepOffset * 13.4663;\n"
-        "uv = input_uv;",
-        "    sum += texture(videoTexture, blurCoordinates[13]) * 0.0329123;\n"
-        "    sum += texture(videoTexture, blurCoordinates[14]) * 0.0329123;\n"
-        "    vec2 singlStepOffset = vec2(texelOffset.x / viewSize.x, texelOffset.y / "
-        "viewSize.y);\n"
-        "    sum += texture(videoTexture, blurCoordinates[0] + singlStepOffset *15.4613) * "
-        "0.0246449;\n"
-        "    sum += texture(videoTexture, blurCoordinates[0] - singlStepOffset *15.4613) * "
-        "0.0246449;\n",
-        "    sum += texture(videoTexture, blurCoordinates[0] + singlStepOffset *21.4465) * "
-        "0.00814446;\n"
-        "    sum += texture(videoTexture, blurCoordinates[0] - singlStepOffset *21.4465) * "
-        "0.00814446;\n" +
-            kBlurTail};
-    for (const std::string& snippet : snippets) {
-        EXPECT_NE(both.find(snippet), std::string::npos) << snippet;
-    }
-    render.setBlurScale(60.0);
-    EXPECT_NE(render.getFragmentFunction().find("blurCoordinates[0]) * 0.00946564;\n"),
-              std::string::npos);
-}
-
-TEST(GaussianBlurRender, PixelRadiusThreeGivesTheWholeProgramPairByteForByte) {
+// The programs print the normalised Gaussian's numbers to six significant digits. Pairs beyond the
+// vertex stage's seven are offset from the centre in the fragment program.
+TEST(GaussianBlurRender, ProgramsPrintTheNormalisedGaussianByteForByte) {
     GaussianBlurRender render;
     render.setBlurScale(3.0);
     EXPECT_EQ(render.getVertexFunction(),
@@ -169,6 +130,31 @@ TEST(GaussianBlurRender, PixelRadiusThreeGivesTheWholeProgramPairByteForByte) {
                   " \t\tcolourOut = vec4(colourOut.a * colourOut.r, colourOut.a * colourOut.g, "
                   "colourOut.a * colourOut.b, colourOut.a);\n"
                   "     }}\n");
+    render.setBlurScale(10.0);
+    const std::string both = render.getVertexFunction() + render.getFragmentFunction();
+    const std::string snippets[] = {
+        "    blurCoordinates[13] = input_uv.xy + singleStepOffset * 13.4663;\n"
+        "    blurCoordinates[14] = input_uv.xy - singleStepOffset * 13.4663;\n"
+        "uv = input_uv;",
+        "    sum += texture(videoTexture, blurCoordinates[13]) * 0.0329123;\n"
+        "    sum += texture(videoTexture, blurCoordinates[14]) * 0.0329123;\n"
+        "    vec2 singlStepOffset = vec2(texelOffset.x / viewSize.x, texelOffset.y / "
+        "viewSize.y);\n"
+        "    sum += texture(videoTexture, blurCoordinates[0] + singlStepOffset *15.4613) * "
+        "0.0246449;\n"
+        "    sum += texture(videoTexture, blurCoordinates[0] - singlStepOffset *15.4613) * "
+        "0.0246449;\n",
+        "    sum += texture(videoTexture, blurCoordinates[0] + singlStepOffset *21.4465) * "
+        "0.00814446;\n"
+        "    sum += texture(videoTexture, blurCoordinates[0] - singlStepOffset *21.4465) * "
+        "0.00814446;\n" +
+            kBlurTail};
+    for (const std::string& snippet : snippets) {
+        EXPECT_NE(both.find(snippet), std::string::npos) << snippet;
+    }
+    render.setBlurScale(60.0);
+    EXPECT_NE(render.getFragmentFunction().find("blurCoordinates[0]) * 0.00946564;\n"),
+              std::string::npos);
 }
 
 TEST(GaussianBlurRender, SampleRadiusFollowsTheOneIn256Cutoff) {
