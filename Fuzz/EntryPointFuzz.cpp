@@ -172,10 +172,18 @@ private:
             mHost.inData().downsample_x = mHost.inData().downsample_y = {1, den};
             break;
         }
-        case Op::FailCallback: mHost.fail(anyCallback(), kErrors[mInput.integer(0, std::size(kErrors) - 1)]); break;
-        case Op::ThrowFromCallback:
-            mHost.raise(anyCallback(), mInput.flag() ? std::make_exception_ptr(std::bad_alloc()) : std::make_exception_ptr(std::runtime_error("host fault")));
+        // The callback is read before the fault: argument order is unspecified, and the corpus
+        // must mean the same session in every compiler's build.
+        case Op::FailCallback: {
+            const Callback callback = anyCallback();
+            mHost.fail(callback, kErrors[mInput.integer(0, std::size(kErrors) - 1)]);
             break;
+        }
+        case Op::ThrowFromCallback: {
+            const Callback callback = anyCallback();
+            mHost.raise(callback, mInput.flag() ? std::make_exception_ptr(std::bad_alloc()) : std::make_exception_ptr(std::runtime_error("host fault")));
+            break;
+        }
         case Op::SuiteFault: {
             const auto& [name, version] = kSuites[mInput.integer(0, std::size(kSuites) - 1)];
             mHost.suites().setFault(name, version, mInput.flag() ? SuiteFault::Missing : SuiteFault::SuccessWithoutSuite);
